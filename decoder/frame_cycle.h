@@ -1,0 +1,17 @@
+// The steps of one decode call: header step, Layer III granule, end of frame.
+#ifndef MP3D_FRAME_CYCLE_H
+#define MP3D_FRAME_CYCLE_H
+
+#include "decoder/decoder_state.h"
+
+namespace mp3d {
+
+int32_t Mp3_Decode_Info(MP3D_Decoder_State *state);
+int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state);
+int32_t Mp3_Decode_End(MP3D_Decoder_State *state);
+int32_t Mp2_Decode_End(MP3D_Decoder_State *state);
+void MP3D_asl_shift(int32_t *pcm, MP3D_Decoder_State *state);
+
+}  // namespace mp3d
+
+#endif

@@ -1,0 +1,15 @@
+// Polyphase synthesis tables: packed window and DCT coefficients.
+#ifndef MP3D_TABLES_SYNTHESIS_TABLES_H
+#define MP3D_TABLES_SYNTHESIS_TABLES_H
+
+#include <cstdint>
+
+namespace mp3d {
+
+extern const int32_t window_lf[318];
+extern const int32_t dct32_II_coeff[24];
+extern const int32_t dct8_II_coeff[10];
+
+}  // namespace mp3d
+
+#endif
