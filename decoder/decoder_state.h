@@ -14,17 +14,16 @@ namespace mp3d {
 
 // Byte sizes of the buffers carved from chunk 0, in carve order, and of the
 // two chunks that the memory query asks for.
-inline constexpr int32_t kOverlapBufferBytes = 2304;      // 2 ch x 32 sb x 9 words
-inline constexpr int32_t kPrevBlockTypeBytes = 256;       // 2 ch x 32 sb x 1 word
-inline constexpr int32_t kReservoirBytes = 2048;          // Layer III main data
-inline constexpr int32_t kLsfScalefacBufferBytes = 216;   // 54 words of LSF scratch
-inline constexpr int32_t kIsPosMarksBytes = 52;           // one byte per band slot
-inline constexpr int32_t kSynthesisBufferBytes = 6144;    // 2 ch x 768 words
-inline constexpr int32_t kPcmBufferBytes = 2304;          // 576 words
-inline constexpr int32_t kCarveBytes = kOverlapBufferBytes + kPrevBlockTypeBytes +
-                                       kReservoirBytes + kLsfScalefacBufferBytes +
-                                       kIsPosMarksBytes + kSynthesisBufferBytes +
-                                       kPcmBufferBytes;
+inline constexpr int32_t kOverlapBufferBytes = 2304;     // 2 ch x 32 sb x 9 words
+inline constexpr int32_t kPrevBlockTypeBytes = 256;      // 2 ch x 32 sb x 1 word
+inline constexpr int32_t kReservoirBytes = 2048;         // Layer III main data
+inline constexpr int32_t kLsfScalefacBufferBytes = 216;  // 54 words of LSF scratch
+inline constexpr int32_t kIsPosMarksBytes = 52;          // one byte per band slot
+inline constexpr int32_t kSynthesisBufferBytes = 6144;   // 2 ch x 768 words
+inline constexpr int32_t kPcmBufferBytes = 2304;         // 576 words
+inline constexpr int32_t kCarveBytes = kOverlapBufferBytes + kPrevBlockTypeBytes + kReservoirBytes +
+                                       kLsfScalefacBufferBytes + kIsPosMarksBytes +
+                                       kSynthesisBufferBytes + kPcmBufferBytes;
 static_assert(kCarveBytes == 13324, "carve of chunk 0");
 
 inline constexpr int32_t kChunk0Bytes = 14976;
@@ -99,39 +98,39 @@ struct MP3D_Scale_Factors {
 
 // Layer II tables, reached through the state's pointer to this block.
 struct MP2D_Table_Block {
-    const int32_t *sblimit;             // MP2D_sblimit
-    const int32_t *jsb_table;           // MP2D_jsb_table, 3 x 4
-    const uint8_t *alloc_table_array;   // MP2D_alloc_table_array
-    const int32_t *c;                   // MP2D_c
-    const int32_t *d;                   // MP2D_d
-    const int32_t *multiple;            // MP2D_multiple
-    const void *unused;                 // neither set nor read
-    const uint8_t *alloc_count_index;   // MP2D_alloc_count_index, 5 x 8
+    const int32_t *sblimit;            // MP2D_sblimit
+    const int32_t *jsb_table;          // MP2D_jsb_table, 3 x 4
+    const uint8_t *alloc_table_array;  // MP2D_alloc_table_array
+    const int32_t *c;                  // MP2D_c
+    const int32_t *d;                  // MP2D_d
+    const int32_t *multiple;           // MP2D_multiple
+    const void *unused;                // neither set nor read
+    const uint8_t *alloc_count_index;  // MP2D_alloc_count_index, 5 x 8
 };
 
 // Constant tables reached through the state (filled by MP3D_init_tables).
 struct MP3D_Table_Pointers {
     const int32_t *index_array_III_get_side_info;  // 2 x 4
-    const int32_t *sfbtable_short_mixed_block;      // 3
-    const int32_t (*s_freq)[4];                     // [version][sampling_frequency]
-    const int16_t (*bitrate)[15];                   // [version][bitrate_index]
-    const int32_t *is_ratio_table;                  // 7 pairs
-    const int32_t *is_ratio_table_root2;            // 7 pairs
-    const int32_t *LSF_k_val_table;                 // 2 rows of 7 pairs
-    const int32_t *LSF_k_val_table_root2;           // 2 rows of 7 pairs
-    const int32_t *window_lf;                       // 318 words
-    const int32_t *coef_cos_short_interleaved;      // 9
-    const int32_t *coef_cos_long_interleaved;       // 27
+    const int32_t *sfbtable_short_mixed_block;     // 3
+    const int32_t (*s_freq)[4];                    // [version][sampling_frequency]
+    const int16_t (*bitrate)[15];                  // [version][bitrate_index]
+    const int32_t *is_ratio_table;                 // 7 pairs
+    const int32_t *is_ratio_table_root2;           // 7 pairs
+    const int32_t *LSF_k_val_table;                // 2 rows of 7 pairs
+    const int32_t *LSF_k_val_table_root2;          // 2 rows of 7 pairs
+    const int32_t *window_lf;                      // 318 words
+    const int32_t *coef_cos_short_interleaved;     // 9
+    const int32_t *coef_cos_long_interleaved;      // 27
     const int32_t *coef_cos_short_root2_interleaved;
     const int32_t *coef_cos_long_root2_interleaved;
-    const int32_t *sfbtable;                        // 8
-    const int32_t (*slen)[16];                      // 2 x 16
-    const int16_t (*sfBandIndex)[107];              // 9 records
-    const uint16_t (*sfBandIndex_s)[13];            // 6 rows
-    const int32_t *pretab;                          // 22
-    const int32_t (*nr_of_sfb_block)[3][4];         // 6 x 3 x 4
-    const int32_t *Cs_Ca_tbl_lf;                    // 16
-    const int32_t (*imdct_win_lf)[36];              // 4 rows
+    const int32_t *sfbtable;                 // 8
+    const int32_t (*slen)[16];               // 2 x 16
+    const int16_t (*sfBandIndex)[107];       // 9 records
+    const uint16_t (*sfBandIndex_s)[13];     // 6 rows
+    const int32_t *pretab;                   // 22
+    const int32_t (*nr_of_sfb_block)[3][4];  // 6 x 3 x 4
+    const int32_t *Cs_Ca_tbl_lf;             // 16
+    const int32_t (*imdct_win_lf)[36];       // 4 rows
 };
 
 struct MP3D_Decoder_State {
@@ -154,9 +153,9 @@ struct MP3D_Decoder_State {
     int16_t input_exhausted;
 
     // 5. Buffers.
-    int32_t *spectral_buffer;  // 2 x 576 words (chunk 1)
-    int32_t *overlap_buffer;   // [ch][sb][9]
-    uint32_t *prev_block_type; // [ch][sb]
+    int32_t *spectral_buffer;   // 2 x 576 words (chunk 1)
+    int32_t *overlap_buffer;    // [ch][sb][9]
+    uint32_t *prev_block_type;  // [ch][sb]
 
     // 6. Free-format bookkeeping.
     int16_t free_format_slots;
@@ -225,7 +224,9 @@ struct MP3D_Decoder_State {
 };
 
 // Offset of the frame-parameter record and of the carve from chunk 0's base.
-inline constexpr size_t align4(size_t n) { return (n + 3) & ~size_t{3}; }
+inline constexpr size_t align4(size_t n) {
+    return (n + 3) & ~size_t{3};
+}
 inline constexpr size_t kFrameParamsOffset = align4(sizeof(MP3D_Decoder_State));
 inline constexpr size_t kCarveOffset = align4(kFrameParamsOffset + sizeof(MP3D_Frame_Params));
 // Smallest chunk 0 that init accepts.

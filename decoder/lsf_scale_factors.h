@@ -7,8 +7,8 @@
 namespace mp3d {
 
 // scalefac: both channels' records. Returns the bits consumed.
-uint32_t III_get_LSF_scale_factors(MP3D_Scale_Factors *scalefac, MP3D_Side_Info *side_info,
-                                   int gr, int ch, MP3D_Decoder_State *state);
+uint32_t III_get_LSF_scale_factors(MP3D_Scale_Factors *scalefac, MP3D_Side_Info *side_info, int gr,
+                                   int ch, MP3D_Decoder_State *state);
 void III_get_LSF_scale_data(MP3D_Side_Info *side_info, int gr, int ch, MP3D_Decoder_State *state);
 
 }  // namespace mp3d

@@ -3,7 +3,7 @@
 
 namespace mp3d {
 
-void MP2D_dequantize_sample(int32_t *const *, const uint8_t *, const uint8_t *, const MP3D_Frame_Params *,
-                            MP3D_Decoder_State *) {}
+void MP2D_dequantize_sample(int32_t *const *, const uint8_t *, const uint8_t *,
+                            const MP3D_Frame_Params *, MP3D_Decoder_State *) {}
 
 }  // namespace mp3d

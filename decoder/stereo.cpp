@@ -3,6 +3,7 @@
 
 namespace mp3d {
 
-void III_stereo(int32_t *, const MP3D_Scale_Factors *, const MP3D_Granule_Info *, MP3D_Decoder_State *) {}
+void III_stereo(int32_t *, const MP3D_Scale_Factors *, const MP3D_Granule_Info *,
+                MP3D_Decoder_State *) {}
 
 }  // namespace mp3d

@@ -77,8 +77,8 @@ constexpr int32_t mul_w16(int32_t a, int32_t h) {
 // floor(a*b / 2^31), the 64-bit product shifted arithmetically and kept as
 // 32 bits (wrapping).
 constexpr int32_t mul_shr31(int32_t a, int32_t b) {
-    return static_cast<int32_t>(static_cast<uint32_t>(
-        static_cast<uint64_t>((static_cast<int64_t>(a) * b) >> 31)));
+    return static_cast<int32_t>(
+        static_cast<uint32_t>(static_cast<uint64_t>((static_cast<int64_t>(a) * b) >> 31)));
 }
 
 // Number of leading zero bits of a 32-bit value (32 for 0).

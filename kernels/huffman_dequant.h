@@ -11,17 +11,17 @@ namespace mp3d {
 struct MP3D_Pair_Region {
     const uint16_t *code_table;  // null for table 0
     uint32_t linbits;
-    int32_t start_band;          // bands start_band .. end_band - 1
+    int32_t start_band;  // bands start_band .. end_band - 1
     int32_t end_band;
-    const int16_t *band_table;   // cumulative line boundaries
-    const int32_t *exponents;    // one per decoding band
-    int32_t line_limit;          // 2 * min(big_values, 288)
+    const int16_t *band_table;  // cumulative line boundaries
+    const int32_t *exponents;   // one per decoding band
+    int32_t line_limit;         // 2 * min(big_values, 288)
 };
 
 // The count1 part.
 struct MP3D_Quad_Region {
-    const uint8_t *code_table;   // g_au8HufCodeTableA or B
-    int32_t budget;              // bits left for the count1 part (> 0)
+    const uint8_t *code_table;  // g_au8HufCodeTableA or B
+    int32_t budget;             // bits left for the count1 part (> 0)
     int32_t start_band;
     const int16_t *band_table;
     const int32_t *exponents;

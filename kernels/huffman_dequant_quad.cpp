@@ -4,6 +4,9 @@
 namespace mp3d {
 
 uint32_t Huf_dec_dequant_quadplex(int32_t *, const MP3D_Quad_Region *, MP3D_Decoder_State *,
-                                  int32_t *lines) { *lines = 0; return 0; }
+                                  int32_t *lines) {
+    *lines = 0;
+    return 0;
+}
 
 }  // namespace mp3d
