@@ -1,6 +1,6 @@
-// Layer III stereo processing (ISO/IEC 11172-3 2.4.3.4.9.3, ISO/IEC 13818-3
-// 2.4.3.2): middle/side and intensity stereo for MPEG-1 and the LSF variants,
-// with long, short and mixed blocks.
+// Layer III stereo processing (ISO/IEC 11172-3, ISO/IEC 13818-3): middle/side
+// and intensity stereo for MPEG-1 and the LSF variants, with long, short and
+// mixed blocks.
 //
 // The granule's bookkeeping is done once on band boundaries: which line
 // ranges are intensity-coded, and with which position, is written as a list
