@@ -73,9 +73,9 @@ inline std::array<double, 36> iso_subband_block(const double *x, int block_type)
 struct Reference_Hybrid {
     double overlap[32][18] = {};
 
-    // long_subbands: subbands below it use the long transform with block
-    // type 0 (all 32 for a long block); alias boundaries sb|sb+1 for
-    // sb < alias_limit. Returns the 576 outputs times scale.
+    // Subbands below long_subbands (the long part of a mixed block) use the
+    // long transform with block type 0, the others block_type; alias
+    // boundaries sb|sb+1 for sb < alias_limit. Returns the 576 outputs times scale.
     std::vector<double> granule(const int32_t *input, int block_type, int long_subbands,
                                 int alias_limit, double scale) {
         std::vector<double> x(input, input + 576);
