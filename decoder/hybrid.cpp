@@ -84,23 +84,18 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     const uint32_t block_type = switched ? (side_info->block_type & 3) : 0;
     const bool mixed = switched && side_info->mixed_block_flag != 0;
 
-    // Subbands below long_subbands are the long part of a mixed block (block
-    // type 0); the others take the granule's block type. Butterflies act at
-    // the boundaries below alias_limit.
-    int long_subbands = 0;
+    // A mixed block transforms its lowest subbands as a normal long block
+    // (block type 0) and the others with the granule's block type: 2
+    // subbands (36 lines), or for short blocks of MPEG-2.5 at 8 kHz the 4
+    // subbands (72 lines) that the reordering leaves in long order. Alias
+    // butterflies act at the boundaries sb|sb+1 with sb < alias_limit: all of
+    // them for long blocks, those between the long subbands of a mixed
+    // short block, none for a pure short block.
+    const bool wide = header.version == 2 && header.sampling_frequency == 2;
+    const int long_subbands = mixed ? (block_type == 2 && wide ? 4 : 2) : 0;
     int alias_limit = kSubbands - 1;
     if (block_type == 2) {
-        if (mixed) {
-            // The long part of a mixed block is 36 lines (2 subbands), or 72
-            // lines (4 subbands) for MPEG-2.5 at 8 kHz, whose lines the
-            // reordering leaves in long order: all of them take the long
-            // transform, with butterflies between each pair of them.
-            const bool wide = header.version == 2 && header.sampling_frequency == 2;
-            long_subbands = wide ? 4 : 2;
-            alias_limit = long_subbands - 1;
-        } else {
-            alias_limit = 0;
-        }
+        alias_limit = mixed ? long_subbands - 1 : 0;
 
         int last = kSpectralWords - 1;
         while (last >= 0 && input[last] == 0) --last;
