@@ -1,0 +1,54 @@
+// Per-subband kernels of the Layer III hybrid filterbank: alias reduction,
+// 36- and 12-point inverse MDCT, windowing and overlap-add.
+//
+// The IMDCT outputs are folded: the first half of a 36-point output is
+// antisymmetric and the second half symmetric, so 9 + 9 values are computed
+// (3 + 3 for 12 points) and the window rows carry the sign of the mirrored
+// positions. A subband keeps 9 overlap words between granules.
+//
+// Scale: with the root2 cosine tables every IMDCT value is half the
+// ISO/IEC 11172-3 value of the integer input, and windowing halves again, so
+// a subband's output is a quarter of the standard windowed, overlap-added
+// result. The plain tables make it a further 1/sqrt(2) smaller.
+#ifndef MP3D_KERNELS_IMDCT_WINOLA_H
+#define MP3D_KERNELS_IMDCT_WINOLA_H
+
+#include <cstdint>
+
+namespace mp3d {
+
+// One long-block subband. x: the 18 inputs (and, with alias_flag set, the
+// first 8 inputs of the next subband, which the alias-reduction butterflies
+// rewrite in place). out: 18 time samples, may be x. cos_table: 27 words
+// (long plain or root2). coeff9: the 9-point DCT constants. ovl: the
+// subband's 9 overlap words, replaced by the new unwindowed overlap.
+// block_type (0, 1, 3) and prev_block_type (0..3) select window rows of
+// window; cs_ca: the 8 interleaved (cs, ca) alias-reduction pairs.
+void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int32_t *coeff9,
+                  int alias_flag, int32_t *ovl, uint32_t block_type, uint32_t prev_block_type,
+                  const int32_t *cs_ca, const int32_t (*window)[36]);
+
+// 9-point DCT-II in place: a[k] = sum_n a[n] cos(pi k (2n + 1) / 18), doubled
+// for k >= 1.
+void idct_III_lee_9(int32_t *a, const int32_t *coeff9);
+
+// One short window: reads x[0], x[3], ..., x[15] and writes the 6 distinct
+// values of the 12-point IMDCT to s[0..5] (s[0..2] = y[0..2]/2,
+// s[3..5] = y[6..8]/2). cos_table: 9 words (short plain or root2).
+void imdct_lee_12(const int32_t *x, int32_t *s, const int32_t *cos_table);
+
+// Windowing and overlap-add of a short-block subband. s: the three
+// imdct_lee_12 results in window order (18 words). The previous overlap is
+// always treated as a start or short block leaves it, so block_type and
+// prev_block_type are accepted and not used.
+void window_convert(const int32_t *s, int32_t *out, int32_t *ovl, uint32_t block_type,
+                    uint32_t prev_block_type, const int32_t (*window)[36]);
+
+// Output of a subband without input: its overlap windowed by the row of
+// prev_block_type; the overlap is cleared.
+void window_overlap(int32_t *out, int32_t *ovl, uint32_t prev_block_type,
+                    const int32_t (*window)[36]);
+
+}  // namespace mp3d
+
+#endif  // MP3D_KERNELS_IMDCT_WINOLA_H
