@@ -186,8 +186,8 @@ def generate(ref_dir):
             assert words == TABLE1_WORDS, ["0x%04X" % w for w in words]
         assert sizes.get(str(n)) == len(words), (n, sizes.get(str(n)), len(words))
         longest = max(len(c) for _, _, c in pairs[n])
-        out += "\n// Table %d: root width %d, longest codeword %d bits, at most %d blocks on a path.\n" % (
-            n, ROOT_WIDTH[n], longest, deepest)
+        out += ("\n// Table %d: root width %d, longest codeword %d bits, "
+                "at most %d blocks on a path.\n" % (n, ROOT_WIDTH[n], longest, deepest))
         out += "const uint16_t g_au16HufCodeTable%d[%d] = {\n%s\n};\n" % (n, len(words), fmt_words(words))
 
     a = build_quad_table(quads["A"], 6)
