@@ -230,3 +230,257 @@ TEST(Mp2Dequantize, JointStereoSharesRequantisedValues) {
         EXPECT_EQ(u.block[1][32 * i + 5], c0 >> 1) << i;
     }
 }
+
+namespace {
+
+std::string window_file() {
+    return shared_dir() + "/reference-data/synthesis_window.txt";
+}
+
+// A random but valid frame: a few coded subbands per channel at moderate
+// scale factors (no clipping), every scfsi, every kind of row.
+Mp2Frame random_frame(std::mt19937 *rng, Mp2Frame f) {
+    auto uniform = [rng](int lo, int hi) {
+        return std::uniform_int_distribution<int>(lo, hi)(*rng);
+    };
+    const int limit = frame_sblimit(f);
+    const int bound = frame_bound(f);
+    for (int ch = 0; ch < f.channels(); ++ch) {
+        for (int sb = 0; sb < limit; ++sb) {
+            f.alloc[ch][sb] = 0;
+            if (ch == 1 && sb >= bound) {
+                f.alloc[1][sb] = f.alloc[0][sb];
+            } else if (uniform(0, 3) == 0) {
+                f.alloc[ch][sb] = uniform(1, (1 << frame_nbal(f, sb)) - 1);
+            }
+            if (f.alloc[ch][sb] == 0) continue;
+            const int scfsi = uniform(0, 3);
+            const int a = uniform(12, 40), b = uniform(12, 40), c = uniform(12, 40);
+            const int planes[4][3] = {{a, b, c}, {a, a, c}, {a, a, a}, {a, b, b}};
+            f.scfsi[ch][sb] = scfsi;
+            for (int p = 0; p < 3; ++p) f.scf[ch][sb][p] = planes[scfsi][p];
+            const int steps = frame_steps(f, sb, f.alloc[ch][sb]);
+            for (auto &gr : f.codes[ch][sb])
+                for (int &code : gr) code = uniform(0, steps - 1);
+        }
+    }
+    return f;
+}
+
+// Decodes the frames (24-bit output) and compares each with the standard's
+// reconstruction of the same samples.
+void expect_frames_match_reference(const std::vector<Mp2Frame> &frames) {
+    ReferenceSynthesis synth[2];
+    if (!synth[0].load(window_file()) || !synth[1].load(window_file()))
+        GTEST_SKIP() << "synthesis window not found at " << window_file();
+    std::vector<uint8_t> stream;
+    for (const Mp2Frame &f : frames) {
+        const std::vector<uint8_t> bytes = write_frame(f);
+        ASSERT_FALSE(bytes.empty()) << "frame content exceeds its length";
+        stream.insert(stream.end(), bytes.begin(), bytes.end());
+    }
+    Decoder dec(stream, 0, /*no_shift=*/true);
+    std::vector<int32_t> out(MP3D_MAX_OUTPUT_WORDS + 16);
+    for (size_t k = 0; k < frames.size(); ++k) {
+        std::fill(out.begin(), out.end(), 0x12345678);
+        MP3D_Frame_Info info{};
+        ASSERT_EQ(dec.decode(&info, out.data()), MP3D_OK) << "frame " << k;
+        const int channels = frames[k].channels();
+        EXPECT_EQ(info.num_channels, channels);
+        EXPECT_EQ(info.samples_per_frame, 1152);
+        const std::vector<double> want = reference_decode(frames[k], synth);
+        double worst = 0;
+        for (size_t i = 0; i < want.size(); ++i)
+            worst = std::max(worst, std::fabs(out[i] - want[i] * 8388608.0));
+        EXPECT_LT(worst, 8.0) << "frame " << k << ": largest difference in 24-bit units";
+        // Nothing is written behind the frame's samples.
+        for (size_t i = want.size(); i < out.size(); ++i) ASSERT_EQ(out[i], 0x12345678) << i;
+    }
+}
+
+}  // namespace
+
+TEST(Mp2DecodeFrame, MonoFramesMatchTheStandardSynthesis) {
+    // 48 kHz mono 192 kbit/s (table 0). The first frame carries only
+    // subband 1 with the same positive code in every slot: odd subbands at odd
+    // time slots must reach the synthesis with their own sign.
+    Mp2Frame first;
+    first.bitrate_index = 10;
+    first.alloc[0][1] = 3;  // 15 steps
+    first.scfsi[0][1] = 2;
+    for (int &s : first.scf[0][1]) s = 9;
+    for (auto &gr : first.codes[0][1])
+        for (int &code : gr) code = 13;
+    std::mt19937 rng(1);
+    expect_frames_match_reference({first, random_frame(&rng, first), random_frame(&rng, first)});
+}
+
+TEST(Mp2DecodeFrame, StereoFramesMatchTheStandardSynthesis) {
+    std::mt19937 rng(2);
+    Mp2Frame f;  // 48 kHz 384 kbit/s: table 0
+    f.bitrate_index = 14;
+    f.mode = 0;
+    Mp2Frame joint = f;
+    joint.mode = 1;
+    joint.mode_extension = 1;  // bound 8
+    joint.crc = true;
+    Mp2Frame dual = f;
+    dual.mode = 2;
+    expect_frames_match_reference({random_frame(&rng, f), random_frame(&rng, joint),
+                                   random_frame(&rng, dual), random_frame(&rng, joint)});
+}
+
+TEST(Mp2DecodeFrame, LowerSamplingFrequencyFramesMatchTheStandardSynthesis) {
+    std::mt19937 rng(3);
+    Mp2Frame f;  // MPEG-2 24 kHz, 160 kbit/s: the ISO/IEC 13818-3 table
+    f.version = 0;
+    f.bitrate_index = 14;
+    f.mode = 1;
+    f.mode_extension = 0;  // bound 4
+    Mp2Frame mono = f;
+    mono.mode = 3;
+    mono.sampling_frequency = 2;  // 16 kHz
+    mono.bitrate_index = 8;       // 64 kbit/s
+    expect_frames_match_reference(
+        {random_frame(&rng, f), random_frame(&rng, f), random_frame(&rng, mono)});
+}
+
+TEST(Mp2DecodeFrame, EndOfFrameSkipsAncillaryData) {
+    // Three frames of different formats, each ending in ancillary bytes that
+    // hold a well-formed Layer II header: the decoder must skip them and find
+    // each real frame.
+    const std::vector<uint8_t> decoy = {0xFF, 0xFD, 0x14, 0xC4, 0xFF, 0xFD, 0x14, 0xC4, 0x55};
+    Mp2Frame a;  // MPEG-1 48 kHz mono 64 kbit/s, CRC: 192 bytes
+    a.bitrate_index = 4;
+    a.crc = true;
+    a.alloc[0][0] = 1;
+    a.ancillary = decoy;
+    Mp2Frame b;  // MPEG-2 24 kHz stereo 32 kbit/s: 192 bytes
+    b.version = 0;
+    b.bitrate_index = 4;
+    b.mode = 0;
+    b.alloc[1][2] = 2;
+    b.ancillary = decoy;
+    Mp2Frame c;  // MPEG-1 44.1 kHz stereo 64 kbit/s, padded: 209 bytes
+    c.sampling_frequency = 0;
+    c.bitrate_index = 4;
+    c.mode = 0;
+    c.padding = true;
+    c.ancillary = decoy;
+    std::vector<uint8_t> stream;
+    for (const Mp2Frame *f : {&a, &b, &c, &a}) {
+        const std::vector<uint8_t> bytes = write_frame(*f);
+        // Put the decoy at the very end of the frame, behind zero bytes.
+        std::vector<uint8_t> framed(bytes.size(), 0);
+        std::copy(bytes.begin(), bytes.begin() + 40, framed.begin());
+        std::copy(decoy.begin(), decoy.end(), framed.end() - static_cast<long>(decoy.size()));
+        stream.insert(stream.end(), framed.begin(), framed.end());
+    }
+    ASSERT_EQ(stream.size(), 192u + 192 + 209 + 192);
+    for (size_t block : {size_t{0}, size_t{7}}) {
+        SCOPED_TRACE(testing::Message() << "input blocks of " << block << " bytes");
+        Decoder dec(stream, block);
+        std::vector<int32_t> out(MP3D_MAX_OUTPUT_WORDS);
+        const int rates[4] = {48000, 24000, 44100, 48000};
+        const int kbps[4] = {64, 32, 64, 64};
+        for (int k = 0; k < 4; ++k) {
+            MP3D_Frame_Info info{};
+            ASSERT_EQ(dec.decode(&info, out.data()), MP3D_OK) << "frame " << k;
+            EXPECT_EQ(info.sample_rate, rates[k]);
+            EXPECT_EQ(info.bitrate_kbps, kbps[k]);
+            EXPECT_EQ(info.samples_per_frame, 1152);
+            EXPECT_EQ(info.layer, 2);
+        }
+        MP3D_Frame_Info info{};
+        EXPECT_EQ(dec.decode(&info, out.data()), MP3D_END_OF_STREAM);
+    }
+}
+
+// ISO/IEC 11172-4 and 13818-4 Layer II conformance streams: 16-bit output
+// against the reference decodings.
+TEST(Mp2Conformance, StreamsReachLimitedAccuracy) {
+    const std::string dir = shared_dir() + "/conformance/";
+    if (read_file(dir + "l2-fl10.bit").empty())
+        GTEST_SKIP() << "conformance streams not found in " << dir;
+    for (const char *name : {"l2-fl10", "l2-fl11", "l2-fl12", "l2-fl13", "l2-fl14", "l2-fl15",
+                             "l2-fl16", "l2-test32"}) {
+        SCOPED_TRACE(name);
+        const DecodedStream got = decode_stream(read_file(dir + name + ".bit"));
+        const std::vector<uint8_t> raw = read_file(dir + name + ".pcm");
+        std::vector<int32_t> ref(raw.size() / 2);
+        for (size_t i = 0; i < ref.size(); ++i)
+            ref[i] =
+                static_cast<int16_t>(static_cast<uint16_t>(raw[2 * i] | (raw[2 * i + 1] << 8)));
+        EXPECT_EQ(got.errors, 0);
+        ASSERT_GT(got.frames, 0);
+        ASSERT_LE(got.pcm.size(), ref.size());
+        const Difference d = compare16(got.pcm, ref, got.pcm.size());
+        std::printf("%-10s %4d frames  rms %.3g of full scale (%.3f LSB)  max %.0f LSB\n", name,
+                    got.frames, d.rms, d.rms * 32768, d.max_abs);
+        EXPECT_LT(d.rms, limited_accuracy_rms());
+    }
+}
+
+#ifdef MP3D_HAVE_MPG123
+#include <mpg123.h>
+
+namespace {
+
+// libmpg123's 16-bit decoding of a whole stream, interleaved.
+std::vector<int32_t> mpg123_decode(const std::vector<uint8_t> &stream, int *channels) {
+    std::vector<int32_t> pcm;
+    int err = 0;
+    mpg123_handle *mh = mpg123_new(nullptr, &err);
+    if (mh == nullptr) return pcm;
+    mpg123_param(mh, MPG123_ADD_FLAGS, MPG123_QUIET, 0.0);
+    mpg123_format_none(mh);
+    for (long rate : {8000L, 11025L, 12000L, 16000L, 22050L, 24000L, 32000L, 44100L, 48000L})
+        mpg123_format(mh, rate, MPG123_MONO | MPG123_STEREO, MPG123_ENC_SIGNED_16);
+    mpg123_open_feed(mh);
+    mpg123_feed(mh, stream.data(), stream.size());
+    std::vector<unsigned char> buffer(1 << 16);
+    for (;;) {
+        size_t done = 0;
+        const int ret = mpg123_read(mh, buffer.data(), buffer.size(), &done);
+        for (size_t i = 0; i + 1 < done; i += 2)
+            pcm.push_back(
+                static_cast<int16_t>(static_cast<uint16_t>(buffer[i] | (buffer[i + 1] << 8))));
+        if (ret == MPG123_NEW_FORMAT) {
+            long rate = 0;
+            int enc = 0;
+            mpg123_getformat(mh, &rate, channels, &enc);
+            continue;
+        }
+        if (ret != MPG123_OK) break;
+    }
+    mpg123_delete(mh);
+    return pcm;
+}
+
+}  // namespace
+
+TEST(Mp2Fixtures, MatchLibmpg123) {
+    const std::string dir = std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/";
+    const char *names[] = {"ancillary_44k_128", "dual_48k_256_crc",  "joint_48k_192",
+                           "joint_48k_96",      "lsf_joint_24k_32",  "lsf_joint_24k_96_crc",
+                           "lsf_mono_16k_32",   "lsf_stereo_22k_64", "mono_32k_48",
+                           "stereo_32k_96_crc", "stereo_44k_192",    "stereo_44k_64_pad"};
+    for (const char *name : names) {
+        SCOPED_TRACE(name);
+        const std::vector<uint8_t> stream = read_file(dir + name + ".mp2");
+        ASSERT_FALSE(stream.empty());
+        const DecodedStream got = decode_stream(stream);
+        int channels = 0;
+        const std::vector<int32_t> ref = mpg123_decode(stream, &channels);
+        EXPECT_EQ(got.errors, 0);
+        EXPECT_EQ(got.channels, channels);
+        EXPECT_EQ(got.pcm.size(), ref.size());
+        const size_t n = std::min(got.pcm.size(), ref.size());
+        ASSERT_GT(n, 0u);
+        const Difference d = compare16(got.pcm, ref, n);
+        std::printf("%-22s %3d frames  rms %.3g of full scale (%.3f LSB)  max %.0f LSB\n", name,
+                    got.frames, d.rms, d.rms * 32768, d.max_abs);
+        EXPECT_LT(d.rms, limited_accuracy_rms());
+    }
+}
+#endif

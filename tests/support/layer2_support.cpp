@@ -1,6 +1,7 @@
 #include "support/layer2_support.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -51,6 +52,11 @@ int32_t Decoder::feed(const uint8_t **buffer, int32_t *bytes_left, MP3D_Decode_C
     *bytes_left = static_cast<int32_t>(n);
     self->position_ += n;
     return 0;
+}
+
+std::string shared_dir() {
+    const char *env = std::getenv("MP3D_SHARED_DIR");
+    return env != nullptr && *env != 0 ? std::string(env) : std::string(MP3D_SHARED_DIR);
 }
 
 std::vector<uint8_t> read_file(const std::string &path) {

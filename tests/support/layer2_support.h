@@ -60,6 +60,9 @@ struct DecodedStream {
 };
 
 std::vector<uint8_t> read_file(const std::string &path);
+// The shared data directory: $MP3D_SHARED_DIR when set (a build outside the
+// main checkout), else the directory the build was configured with.
+std::string shared_dir();
 // Decodes until the end of the stream (16-bit output unless no_shift).
 DecodedStream decode_stream(const std::vector<uint8_t> &stream, bool no_shift = false);
 
