@@ -49,24 +49,6 @@ TEST(Mp2AllocTable, InitFillsTheTableBlock) {
     EXPECT_EQ(s->mp2_tables->jsb_table[4 + 2], 12);  // Layer II row, mode_extension 2
 }
 
-TEST(Mp2AllocTable, RequantisationConstants) {
-    EXPECT_EQ(MP2D_c[0], 1431655765);
-    EXPECT_EQ(MP2D_c[14], 1073807363);
-    EXPECT_EQ(MP2D_c[16], 1073758208);
-    EXPECT_EQ(MP2D_d[2], 536870912);
-    EXPECT_EQ(MP2D_d[14], 131071);
-    EXPECT_EQ(MP2D_d[16], 32768);
-    EXPECT_EQ(MP2D_multiple[0], 2147483647);
-    EXPECT_EQ(MP2D_multiple[3], 1073741824);
-    EXPECT_EQ(MP2D_multiple[51], 16383);
-    EXPECT_EQ(MP2D_multiple[54], 8191);
-    EXPECT_EQ(MP2D_multiple[57], 4096);
-    EXPECT_EQ(MP2D_multiple[60], 2047);
-    EXPECT_EQ(MP2D_multiple[62], 1290);
-    EXPECT_EQ(MP2D_multiple[63], 0);
-    for (int i = 1; i < 63; ++i) EXPECT_LT(MP2D_multiple[i], MP2D_multiple[i - 1]) << i;
-}
-
 TEST(Mp2AllocTable, ChoosesTableBySampleRateAndBitrate) {
     struct Case {
         int version, bitrate_index, sampling_frequency, mode;
