@@ -7,6 +7,7 @@
 
 #include "decoder/reservoir.h"
 #include "decoder/tables/huffman_tables.h"
+#include "decoder/tables/scale_factor_tables.h"
 #include "kernels/huffman_dequant.h"
 
 namespace mp3d {
