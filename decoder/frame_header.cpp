@@ -1,11 +1,121 @@
-// Placeholder until this module is implemented.
+// Frame header parsing (ISO/IEC 11172-3, 2.4.1.3; ISO/IEC 13818-3 and the
+// MPEG-2.5 extension for the version field), the values derived from the
+// header, and the length measurement of free-format frames.
 #include "decoder/frame_header.h"
+
+#include "decoder/bit_reader.h"
+#include "decoder/decoder_reset.h"
+#include "decoder/mp2_alloc_table.h"
+#include "decoder/tables/stream_tables.h"
 
 namespace mp3d {
 
-int32_t get_frame_params(MP3D_Frame_Header *, MP3D_Decoder_State *) { return 36; }
-int32_t decode_info(MP3D_Decoder_State *) { return 36; }
-int32_t handle_free_bitrate(MP3D_Decoder_State *) { return 39; }
-void hdr_to_frps(MP3D_Decoder_State *) {}
+namespace {
+
+constexpr uint32_t kSyncWord = 2047;  // eleven 1 bits
+constexpr int kSyncBits = 11;
+// A free-format frame is measured up to this distance from its header.
+constexpr uint32_t kFreeFormatSearchBits = 13824;
+// Largest main-data block the reservoir can take on top of the 516 bytes that
+// compaction keeps.
+constexpr int32_t kMaxFreeFormatMainData = kReservoirBytes - 516;
+
+}  // namespace
+
+int32_t get_frame_params(MP3D_Frame_Header *header, MP3D_Decoder_State *state) {
+    if (!seek_sync(kSyncWord, kSyncBits, state)) return MP3D_ERROR_SYNC;
+
+    // ID: 3 MPEG-1, 2 MPEG-2 LSF, 0 MPEG-2.5, 1 reserved.
+    const uint32_t id = getbits1(2, state);
+    if (id == 1) {
+        HandleError(state);
+        return MP3D_ERROR_VERSION;
+    }
+    header->version = static_cast<int16_t>(id == 3 ? 1 : (id == 2 ? 0 : 2));
+
+    header->layer = static_cast<int16_t>(4 - static_cast<int>(getbits1(2, state)));
+    if (header->layer != 3 && header->layer != 2) return MP3D_ERROR_LAYER;
+
+    header->crc_present = static_cast<int16_t>(1 - static_cast<int>(getbits1(1, state)));
+
+    header->bitrate_index = static_cast<int16_t>(getbits1(4, state));
+    if (header->bitrate_index == 15) return MP3D_ERROR_BITRATE;
+
+    header->sampling_frequency = static_cast<int16_t>(getbits1(2, state));
+    if (header->sampling_frequency == 3) return MP3D_ERROR_SAMPLING_FREQ;
+
+    header->padding_bit = static_cast<int16_t>(getbits1(1, state));
+    return MP3D_OK;
+}
+
+// Measures the first free-format frame as the distance to the next
+// free-format header. Both positions lie just behind a padding bit, so their
+// distance is one frame. On success the stream stands inside the following
+// frame's header and the header record holds that frame's fields: decoding
+// continues with it, the measured frame is not decoded.
+int32_t handle_free_bitrate(MP3D_Decoder_State *state) {
+    MP3D_Frame_Header *header = &state->header;
+    const uint32_t start = state->bits_consumed;
+    while (!state->end_of_bitstream) {
+        const int padding = header->padding_bit;
+        const int32_t status = get_frame_params(header, state);
+        // Unsigned distance: a reset inside the search (reserved version id)
+        // restarts the position count, which reads as a huge distance and ends
+        // the search.
+        const uint32_t distance = state->bits_consumed - start;
+        if (status == MP3D_OK && header->bitrate_index == 0) {
+            int32_t bytes = static_cast<int32_t>(distance / 8);
+            if (padding == 1) bytes -= 1;
+            const int32_t rate = state->tables.s_freq[header->version][header->sampling_frequency];
+            // Layer III frames of this length must fit the reservoir; the
+            // check assumes the largest main data that any frame of that
+            // length can carry (one channel, padded, no check word).
+            if (header->layer == 3) {
+                const int32_t side_info = header->version == 1 ? 17 : 9;
+                if (bytes + 1 - side_info - 4 > kMaxFreeFormatMainData)
+                    return MP3D_ERROR_FREE_FORMAT;
+            }
+            int32_t kbps = bytes * rate / 144000;
+            if (144000 * kbps / rate != bytes) kbps += 1;  // round up
+            state->free_format_slots = static_cast<int16_t>(bytes);
+            state->free_format_bitrate = kbps;
+            return MP3D_OK;
+        }
+        if (distance > kFreeFormatSearchBits) break;
+    }
+    return state->end_of_bitstream ? MP3D_ERROR_SYNC : MP3D_ERROR_FREE_FORMAT;
+}
+
+int32_t decode_info(MP3D_Decoder_State *state) {
+    MP3D_Frame_Header *header = &state->header;
+    const int32_t status = get_frame_params(header, state);
+    if (status != MP3D_OK) return status;
+
+    if (header->bitrate_index == 0 && state->free_format_slots == 0) {
+        if (handle_free_bitrate(state) != MP3D_OK) return MP3D_ERROR_FREE_FORMAT;
+    }
+
+    header->private_bit = static_cast<int16_t>(getbits1(1, state));
+    header->mode = static_cast<int16_t>(getbits1(2, state));
+    header->mode_extension = static_cast<int16_t>(getbits1(2, state));
+    header->copyright = static_cast<int16_t>(getbits1(1, state));
+    header->original = static_cast<int16_t>(getbits1(1, state));
+    header->emphasis = static_cast<int16_t>(getbits1(2, state));
+
+    if (header->layer == 2) {
+        MP3D_Frame_Params *params = state->frame_params;
+        params->channels = static_cast<int16_t>(header->mode == 3 ? 1 : 2);
+        params->sb_limit = static_cast<int16_t>(MP2D_pick_table(state));
+        // Joint stereo: the bound comes from mode_extension (Layer II row).
+        params->js_bound = header->mode == 1
+                               ? static_cast<int16_t>(MP2D_jsb_table[1][header->mode_extension])
+                               : params->sb_limit;
+    }
+    return MP3D_OK;
+}
+
+void hdr_to_frps(MP3D_Decoder_State *state) {
+    state->frame_params->channels = static_cast<int16_t>(state->header.mode == 3 ? 1 : 2);
+}
 
 }  // namespace mp3d
