@@ -329,7 +329,7 @@ TEST(HuffmanDriver, LastLineAndSubbandCounts) {
         int16_t last, subbands;
     };
     // Zero pairs of table 1 cover 2 * big_values lines.
-    for (const Case c : {Case{14, 27, 2}, Case{15, 29, 3}, Case{0, -1, 1}, Case{9, 17, 1}}) {
+    for (const Case c : {Case{14, 27, 2}, Case{15, 29, 3}, Case{0, -1, 1}, Case{4, 7, 1}, Case{9, 17, 2}}) {
         Bits b;
         for (uint32_t i = 0; i < c.big_values; ++i) b.put(1, 1);
         Decoder d;
