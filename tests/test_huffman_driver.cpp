@@ -3,10 +3,19 @@
 // last_coded_line and the subband counts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
 
+#include "decoder/frame_cycle.h"
 #include "decoder/huffman_driver.h"
+#include "decoder/lsf_scale_factors.h"
 #include "decoder/reservoir.h"
+#include "decoder/scale_factors.h"
 #include "decoder/tables/scale_factor_tables.h"
 #include "support/layer3_test_support.h"
 
@@ -329,7 +338,8 @@ TEST(HuffmanDriver, LastLineAndSubbandCounts) {
         int16_t last, subbands;
     };
     // Zero pairs of table 1 cover 2 * big_values lines.
-    for (const Case c : {Case{14, 27, 2}, Case{15, 29, 3}, Case{0, -1, 1}, Case{4, 7, 1}, Case{9, 17, 2}}) {
+    for (const Case c :
+         {Case{14, 27, 2}, Case{15, 29, 3}, Case{0, -1, 1}, Case{4, 7, 1}, Case{9, 17, 2}}) {
         Bits b;
         for (uint32_t i = 0; i < c.big_values; ++i) b.put(1, 1);
         Decoder d;
@@ -388,4 +398,100 @@ TEST(HuffmanDriver, Count1StartsAfterRegionEndingAtLimit) {
     EXPECT_EQ(s[7], quad_one(-2));
     EXPECT_EQ(d.state->last_coded_line, 7);
     EXPECT_EQ(d.state->res_bits_consumed, 14);
+}
+
+// ---------------------------------------------------------------------------
+// Conformance streams: every granule of every Layer III stream decodes without
+// a side-information, frame-end or Huffman error, and after each channel the
+// reservoir reader stands exactly part2_3_length bits after that channel's
+// scale factors began.
+
+namespace {
+
+std::string shared_dir() {
+    if (const char *env = std::getenv("MP3D_SHARED_DIR")) return env;
+    return MP3D_SHARED_DIR;
+}
+
+std::vector<std::string> layer3_streams() {
+    std::vector<std::string> files;
+    const std::filesystem::path dir = std::filesystem::path(shared_dir()) / "conformance";
+    std::error_code ec;
+    if (!std::filesystem::is_directory(dir, ec)) return files;
+    for (const auto &entry : std::filesystem::directory_iterator(dir, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.path().extension() == ".bit" &&
+            (name.rfind("l3-", 0) == 0 || name.rfind("M2L3", 0) == 0))
+            files.push_back(entry.path().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<uint8_t> read_file(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+}  // namespace
+
+TEST(HuffmanDriver, ConformanceStreamsThroughTheEntryPoint) {
+    const std::vector<std::string> files = layer3_streams();
+    if (files.empty()) GTEST_SKIP() << "no conformance streams under " << shared_dir();
+    for (const std::string &file : files) {
+        SCOPED_TRACE(file);
+        Decoder d(read_file(file));
+        ASSERT_NE(d.state, nullptr);
+        std::vector<int32_t> pcm(MP3D_MAX_OUTPUT_WORDS);
+        MP3D_Frame_Info info{};
+        int granules = 0;
+        for (int call = 0; call < 100000; ++call) {
+            const int32_t status = mp3d_decode_frame(&d.config, &info, pcm.data());
+            if (status == MP3D_END_OF_STREAM) break;
+            EXPECT_NE(status, MP3D_ERROR_SIDE_INFO) << "call " << call;
+            EXPECT_NE(status, MP3D_ERROR_FRAME_END) << "call " << call;
+            EXPECT_NE(status, MP3D_ERROR_HUFFMAN) << "call " << call;
+            if (status == MP3D_OK) ++granules;
+        }
+        EXPECT_GT(granules, 0);
+    }
+}
+
+TEST(HuffmanDriver, ConformanceStreamsEndEveryChannelOnItsLength) {
+    const std::vector<std::string> files = layer3_streams();
+    if (files.empty()) GTEST_SKIP() << "no conformance streams under " << shared_dir();
+    for (const std::string &file : files) {
+        SCOPED_TRACE(file);
+        Decoder d(read_file(file));
+        ASSERT_NE(d.state, nullptr);
+        MP3D_Decoder_State *st = d.state;
+        int channels_checked = 0;
+        for (int frame = 0; frame < 100000; ++frame) {
+            const int32_t info = Mp3_Decode_Info(st);
+            if (st->input_exhausted) break;
+            if (info == MP3D_ERROR_MAIN_DATA) continue;
+            ASSERT_EQ(info, MP3D_OK) << "frame " << frame;
+            ASSERT_EQ(st->header.layer, 3);
+            const bool lsf = st->header.version != 1;
+            MP3D_Side_Info *si = &st->side_info;
+            for (int gr = 0; gr < st->granules; ++gr) {
+                for (int ch = 0; ch < st->channels; ++ch) {
+                    const int32_t start = st->res_bits_consumed;
+                    const uint32_t part2 =
+                        lsf ? III_get_LSF_scale_factors(st->scalefac, si, gr, ch, st)
+                            : III_get_scale_factors(st->scalefac, si, gr, ch, st);
+                    const int32_t status =
+                        III_hufman_decode_dequant_main(st->spectral_buffer + kSpectralWords * ch,
+                                                       si, &st->scalefac[ch], ch, gr, part2, st);
+                    ASSERT_EQ(status, MP3D_OK) << "frame " << frame << " gr " << gr << " ch " << ch;
+                    ASSERT_EQ(st->res_bits_consumed - start,
+                              static_cast<int32_t>(si->ch[ch].gr[gr].part2_3_length))
+                        << "frame " << frame << " gr " << gr << " ch " << ch;
+                    ++channels_checked;
+                }
+            }
+            ASSERT_EQ(Mp3_Decode_End(st), MP3D_OK) << "frame " << frame;
+        }
+        EXPECT_GT(channels_checked, 0);
+    }
 }
