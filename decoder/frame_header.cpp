@@ -16,9 +16,10 @@ constexpr uint32_t kSyncWord = 2047;  // eleven 1 bits
 constexpr int kSyncBits = 11;
 // A free-format frame is measured up to this distance from its header.
 constexpr uint32_t kFreeFormatSearchBits = 13824;
-// Largest main-data block the reservoir can take on top of the 516 bytes that
-// compaction keeps.
-constexpr int32_t kMaxFreeFormatMainData = kReservoirBytes - 516;
+// Largest main-data block the reservoir can take on top of what compaction
+// keeps: 512 unloaded bytes, up to 3 more whose bits were still unread in the
+// reader's window, and the 4 window bytes.
+constexpr int32_t kMaxFreeFormatMainData = kReservoirBytes - 519;
 
 }  // namespace
 

@@ -217,8 +217,9 @@ int32_t III_main_data_position(MP3D_Decoder_State *state) {
     const int32_t n = main_data_slots(state);
     if (n > kReservoirBytes - state->res_write_index) {
         // Only a hostile stream gets here (table bitrates need at most 1428
-        // bytes and compaction keeps 516; free-format lengths are checked when
-        // measured): skip the frame's bytes and start the reservoir afresh.
+        // bytes and compaction keeps at most 519; free-format lengths are
+        // checked when measured, but a later frame may change version or
+        // layer): skip the frame's bytes and start the reservoir afresh.
         hputbuf(n, state);
         HandleError(state);
         return MP3D_ERROR_MAIN_DATA;
