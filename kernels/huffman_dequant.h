@@ -30,7 +30,10 @@ struct MP3D_Quad_Region {
 
 // Decodes one region into out (the region's first line). Returns the bits
 // consumed; band_reached gets the band where decoding stopped, stop is set to
-// 1 when the line limit was reached.
+// 1 when the line limit was reached (or the reads ran past the end of the
+// reservoir, which only corrupt data can cause). Both kernels take over the
+// reservoir reader (res_window, res_bits_in_window in 0..32, res_read_index)
+// and write it back; res_bits_consumed is left to the caller.
 uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *region,
                                      MP3D_Decoder_State *state, int32_t *band_reached,
                                      int32_t *stop);
@@ -39,7 +42,8 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
 uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_region,
                                   MP3D_Decoder_State *state, int32_t *lines);
 // Dequantised magnitude of v >= 1 (meant for v >= 64) with scale =
-// scale_fac_table_lf[r] and negq = -q.
+// scale_fac_table_lf[r] and negq = -q. v is clamped to 0..32767, the range of
+// the cube-root tables (escape values reach 8206).
 int32_t dequant_greaterthan63(int32_t v, int32_t scale, int32_t negq, MP3D_Decoder_State *state);
 
 }  // namespace mp3d

@@ -1,9 +1,156 @@
-// Placeholder until this module is implemented.
+// Count1 quadruple decoding fused with dequantisation (ISO/IEC 11172-3,
+// 2.4.2.7): values -1, 0, +1 above the big-value part, each non-zero one
+// written as the band's unit value with its sign.
+//
+// The reservoir reader is kept in locals as in the pair kernel; a refill here
+// loads bytes while c >= 16, leaving at least 17 unread bits: a 6-bit
+// codeword and four sign bits.
+#include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
+#include "kernels/huffman_window.h"
 
 namespace mp3d {
 
-uint32_t Huf_dec_dequant_quadplex(int32_t *, const MP3D_Quad_Region *, MP3D_Decoder_State *,
-                                  int32_t *lines) { *lines = 0; return 0; }
+namespace {
+
+// Quadruples start at most here, so that none is written past line 575.
+constexpr int32_t kLastQuadStart = 572;
+
+int32_t unit_value(const int32_t *exponents, int32_t band, const MP3D_Decoder_State *state) {
+    const Huf_Exponent_Split e = huf_split_exponent(exponents[band]);
+    return huf_count1_unit(state->scale_fac_table_lf[e.r], e.q);
+}
+
+inline int32_t signed_unit(uint32_t &v, int32_t &used, int32_t unit) {
+    const bool negative = (v >> 31) != 0;
+    v <<= 1;
+    ++used;
+    return negative ? wrap_neg(unit) : unit;
+}
+
+}  // namespace
+
+uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_region,
+                                  MP3D_Decoder_State *state, int32_t *lines) {
+    const uint8_t *const buffer = state->reservoir_buffer;
+    uint32_t w = state->res_window;
+    int32_t c = 32 - state->res_bits_in_window;
+    int32_t index = state->res_read_index;
+    const int32_t start_index = index;
+    const int32_t start_bits = state->res_bits_in_window;
+
+    const uint8_t *const table = quad_region->code_table;
+    const uint32_t width = table[0];
+    const int16_t *const bands = quad_region->band_table;
+    const int32_t *const exponents = quad_region->exponents;
+    int32_t budget = quad_region->budget;
+    int32_t band = quad_region->start_band;
+    // lo serves the first two lines of a quadruple, hi the last two; they
+    // differ only when a band boundary falls in the middle of it.
+    int32_t lo = unit_value(exponents, band, state);
+    int32_t hi = lo;
+    const int32_t start_line = quad_region->start_line;
+    int32_t pos = start_line;
+
+    while (budget > 0 && pos <= kLastQuadStart) {
+        while (c >= 16) {
+            w = (w << 8) | huf_fetch_byte(buffer, index);
+            ++index;
+            c -= 8;
+        }
+        // Beyond the reservoir's end no data is left (see huffman_window.h).
+        if (index > kHufReadStopIndex) break;
+        if (bands[band + 1] == pos) {
+            ++band;
+            lo = hi = unit_value(exponents, band, state);
+        }
+        if (bands[band + 1] == pos + 2) {
+            ++band;
+            hi = unit_value(exponents, band, state);
+        }
+        uint32_t v = w << c;
+        const uint32_t entry = table[1 + (v >> (32 - width))];
+        int32_t used = static_cast<int32_t>(entry & 15u);
+        v <<= used;
+        switch (entry >> 4) {  // 8v + 4w + 2x + y; only non-zero members read a sign
+            case 0:
+                break;
+            case 1:
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 2:
+                out[2] = signed_unit(v, used, hi);
+                break;
+            case 3:
+                out[2] = signed_unit(v, used, hi);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 4:
+                out[1] = signed_unit(v, used, lo);
+                break;
+            case 5:
+                out[1] = signed_unit(v, used, lo);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 6:
+                out[1] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                break;
+            case 7:
+                out[1] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 8:
+                out[0] = signed_unit(v, used, lo);
+                break;
+            case 9:
+                out[0] = signed_unit(v, used, lo);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 10:
+                out[0] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                break;
+            case 11:
+                out[0] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 12:
+                out[0] = signed_unit(v, used, lo);
+                out[1] = signed_unit(v, used, lo);
+                break;
+            case 13:
+                out[0] = signed_unit(v, used, lo);
+                out[1] = signed_unit(v, used, lo);
+                out[3] = signed_unit(v, used, hi);
+                break;
+            case 14:
+                out[0] = signed_unit(v, used, lo);
+                out[1] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                break;
+            default:
+                out[0] = signed_unit(v, used, lo);
+                out[1] = signed_unit(v, used, lo);
+                out[2] = signed_unit(v, used, hi);
+                out[3] = signed_unit(v, used, hi);
+                break;
+        }
+        lo = hi;
+        pos += 4;
+        c += used;
+        out += 4;
+        budget -= used;
+    }
+    const int32_t end = pos < 576 ? pos : 576;
+    *lines = end > start_line ? end - start_line : 0;
+
+    state->res_window = w;
+    state->res_bits_in_window = 32 - c;
+    state->res_read_index = index;
+    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+}
 
 }  // namespace mp3d
