@@ -2,11 +2,21 @@
 
 #ifdef MP3D_HAVE_MPG123
 #include <mpg123.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "harness/decode_run.h"
 #endif
 
 namespace mp3d_tools {
 
 #ifdef MP3D_HAVE_MPG123
+
+namespace {
+constexpr double kMaxSample = 8388607.0 / 8388608.0;
+}  // namespace
 
 bool mpg123_available() {
     return true;
@@ -38,7 +48,13 @@ bool mpg123_decode_file(const std::string &path, FloatReference &out, std::strin
     mpg123_rates(&rates, &rate_count);
     for (size_t i = 0; i < rate_count; ++i)
         mpg123_format(mh, rates[i], MPG123_MONO | MPG123_STEREO, MPG123_ENC_FLOAT_32);
-    if (mpg123_open(mh, path.c_str()) != MPG123_OK) return fail(mpg123_strerror(mh));
+    // The whole stream is handed over from memory, as the decoder under test
+    // receives it (no file-specific handling such as seeking or tag scans).
+    std::vector<uint8_t> data;
+    std::string read_error;
+    if (!read_file(path, data, &read_error)) return fail(read_error);
+    if (mpg123_open_feed(mh) != MPG123_OK) return fail(mpg123_strerror(mh));
+    if (mpg123_feed(mh, data.data(), data.size()) != MPG123_OK) return fail(mpg123_strerror(mh));
 
     long rate = 0;
     int channels = 0, encoding = 0;
@@ -56,10 +72,13 @@ bool mpg123_decode_file(const std::string &path, FloatReference &out, std::strin
             }
             continue;
         }
-        if (r == MPG123_DONE) break;
+        if (r == MPG123_DONE || r == MPG123_NEED_MORE) break;
         if (r != MPG123_OK) return fail(mpg123_strerror(mh));
         const auto *f = reinterpret_cast<const float *>(audio);
-        for (size_t i = 0; i < bytes / sizeof(float); ++i) out.samples.push_back(f[i]);
+        // Float output is not clipped; integer PCM saturates, so the
+        // reference is limited to the 24-bit range like the decoder's output.
+        for (size_t i = 0; i < bytes / sizeof(float); ++i)
+            out.samples.push_back(std::clamp(static_cast<double>(f[i]), -1.0, kMaxSample));
         if (bytes > 0) out.frames++;
     }
     mpg123_close(mh);

@@ -20,8 +20,8 @@ struct FloatReference {
 
 // Decodes the whole file with 32-bit float output at the stream's own rate
 // and channel count (no resampling, no gapless trimming, the Xing/LAME info
-// frame decoded as an ordinary frame). False with a message on failure or
-// when built without libmpg123.
+// frame decoded as an ordinary frame), clipped to the 24-bit range. False with a message on failure
+// or when built without libmpg123.
 bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error);
 
 }  // namespace mp3d_tools
