@@ -1,0 +1,92 @@
+// mp3d compare: accuracy of the 16-bit and 24-bit output against a reference.
+#include <cstdio>
+
+#include "cli.h"
+#include "harness/accuracy_core.h"
+#include "harness/decode_run.h"
+#include "harness/mpg123_reference.h"
+
+namespace mp3d_tools {
+
+namespace {
+
+void print_comparison(const char *label, const Comparison &c, const DecodeStats &stats, bool tsv) {
+    if (tsv) {
+        // depth, rms, rms in LSB, max, max in LSB, compared, decoded, reference,
+        // offset in frames, offset in samples per channel, verdict
+        std::printf("%s\t%.6e\t%.4f\t%.6e\t%.4f\t%zu\t%zu\t%zu\t%ld\t%ld\t%s\n", label, c.rms,
+                    c.rms_lsb16(), c.max_abs, c.max_lsb16(), c.compared, c.test_samples,
+                    c.reference_samples, c.offset_frames, c.offset_samples,
+                    verdict_name(c.verdict));
+        return;
+    }
+    std::printf("%s output: RMS %.3e (%.3f LSB16), max %.3e (%.3f LSB16): %s\n", label, c.rms,
+                c.rms_lsb16(), c.max_abs, c.max_lsb16(), verdict_name(c.verdict));
+    std::printf("    %zu of %zu decoded samples compared with a reference of %zu", c.compared,
+                c.test_samples, c.reference_samples);
+    if (c.offset_frames > 0)
+        std::printf(
+            "; reference offset by %ld frame(s) = %ld samples per channel (frames the decoder did "
+            "not output)",
+            c.offset_frames, c.offset_samples);
+    else if (c.offset_frames < 0)
+        std::printf(
+            "; decoded output offset by %ld frame(s) = %ld samples per channel (frames the "
+            "reference lacks)",
+            -c.offset_frames, -c.offset_samples);
+    else
+        std::printf("; no offset");
+    std::printf("\n");
+    if (stats.silent_granules > 0)
+        std::printf("    %llu granule(s) refused by the decoder and compared as silence\n",
+                    static_cast<unsigned long long>(stats.silent_granules));
+}
+
+}  // namespace
+
+int cli_compare(const std::string &in, const std::string &reference_name,
+                const CliOptions &options) {
+    if (in == "-") {
+        std::fprintf(stderr, "mp3d: compare reads IN twice: give a file, not stdin\n");
+        return kExitUsage;
+    }
+    std::vector<uint8_t> data;
+    std::string error;
+    if (!read_file(in, data, &error)) {
+        std::fprintf(stderr, "mp3d: %s\n", error.c_str());
+        return kExitFailed;
+    }
+
+    std::vector<double> reference;
+    if (reference_name == "mpg123") {
+        FloatReference ref;
+        if (!mpg123_decode_file(in, ref, &error)) {
+            std::fprintf(stderr, "mp3d: %s\n", error.c_str());
+            return kExitFailed;
+        }
+        reference = std::move(ref.samples);
+    } else if (!read_s16le_file(reference_name, reference, &error)) {
+        std::fprintf(stderr, "mp3d: %s\n", error.c_str());
+        return kExitFailed;
+    }
+
+    DecodeOptions decode_options;
+    decode_options.block_size = options.block_size;
+    bool all_compliant = true;
+    if (!options.tsv) std::printf("%s against %s\n", in.c_str(), reference_name.c_str());
+    for (const bool no_shift : {false, true}) {
+        decode_options.pcm_no_shift = no_shift;
+        const DecodedStream decoded = decode_buffer(data, decode_options);
+        if (!check_decoded(in, decoded.stats)) return kExitFailed;
+        AlignmentSearch search;
+        search.frame_samples = static_cast<size_t>(decoded.stats.first_info.samples_per_frame);
+        search.channels = static_cast<size_t>(decoded.stats.first_info.num_channels);
+        const Comparison c =
+            compare_aligned(words_to_samples(decoded.words, no_shift), reference, search);
+        print_comparison(no_shift ? "24-bit" : "16-bit", c, decoded.stats, options.tsv);
+        if (c.verdict != Verdict::Full && c.verdict != Verdict::Limited) all_compliant = false;
+    }
+    return all_compliant ? kExitOk : kExitFailed;
+}
+
+}  // namespace mp3d_tools
