@@ -72,7 +72,7 @@ TEST(ScaleFactors, EveryCompressionAndBlockType) {
             }
             const int64_t expected =
                 kind == 0 ? 11 * l1 + 10 * l2 : (kind == 1 ? 18 : 17) * l1 + 18 * l2;
-            ASSERT_EQ(b.count, expected);
+            ASSERT_EQ(b.count(), expected);
 
             Decoder d(std::vector<uint8_t>{});
             ASSERT_NE(d.state, nullptr);
@@ -132,7 +132,7 @@ TEST(ScaleFactors, ScfsiReuseInGranuleOne) {
     // 16..20, 3 bits); groups 0 and 2 keep granule 0's values.
     Bits b;
     for (int band = 0; band < 21; ++band) b.put(static_cast<uint32_t>(band % 8), band < 11 ? 4 : 3);
-    const int64_t granule1_start = b.count;
+    const int64_t granule1_start = b.count();
     for (int band = 6; band < 11; ++band) b.put(15 - band, 4);
     for (int band = 16; band < 21; ++band) b.put(static_cast<uint32_t>(band - 14), 3);
     Decoder d;

@@ -93,7 +93,7 @@ TEST(SideInfo, StereoMpeg1LayoutAndDerivedFields) {
         for (uint32_t f : ch) b.put(f, 1);
     for (int gr = 0; gr < 2; ++gr)
         for (int ch = 0; ch < 2; ++ch) put_granule(b, g[gr][ch], true);
-    ASSERT_EQ(b.count, 256);
+    ASSERT_EQ(b.count(), 256);
 
     Decoder d(b.padded());
     ASSERT_NE(d.state, nullptr);
@@ -125,7 +125,7 @@ TEST(SideInfo, MonoMpeg1ReadsFivePrivateBitsAndOneScfsi) {
     b.put(3, 9).put(0x15, 5).put(0xA, 4);
     put_granule(b, ordinary(1), true);
     put_granule(b, switching(3, 0, 4), true);
-    ASSERT_EQ(b.count, 136);
+    ASSERT_EQ(b.count(), 136);
     Decoder d(b.padded());
     ASSERT_NE(d.state, nullptr);
     MP3D_Side_Info &si = d.state->side_info;
@@ -151,7 +151,7 @@ TEST(SideInfo, LsfLayouts) {
         Bits b;
         b.put(0xC4, 8).put(1, 1);
         put_granule(b, g, false);
-        ASSERT_EQ(b.count, 72);
+        ASSERT_EQ(b.count(), 72);
         Decoder d(b.padded());
         ASSERT_NE(d.state, nullptr);
         MP3D_Side_Info &si = d.state->side_info;
@@ -177,7 +177,7 @@ TEST(SideInfo, LsfLayouts) {
         b.put(0x01, 8).put(2, 2);
         put_granule(b, g0, false);
         put_granule(b, g1, false);
-        ASSERT_EQ(b.count, 136);
+        ASSERT_EQ(b.count(), 136);
         Decoder d(b.padded());
         ASSERT_NE(d.state, nullptr);
         uint32_t bits = 0;
@@ -199,7 +199,7 @@ TEST(SideInfo, WindowSwitchingWithBlockTypeZeroIsRefused) {
     put_granule(b, ordinary(1), true);
     put_granule(b, ordinary(2), true);
     put_granule(b, bad, true);
-    const int64_t upto_gains = b.count - 3;  // preflag, scalefac_scale, count1 select
+    const int64_t upto_gains = b.count() - 3;  // preflag, scalefac_scale, count1 select
     b.put(0xFFFF, 16);
     Decoder d(b.padded());
     ASSERT_NE(d.state, nullptr);

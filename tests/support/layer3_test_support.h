@@ -1,6 +1,6 @@
 // Test helpers for the Layer III side-information, scale-factor and Huffman
-// driver tests: a decoder instance in heap-allocated chunks fed from a byte
-// vector, an MSB-first bit writer, and direct loading of the reservoir.
+// driver tests: a decoder over the stream harness with direct loading of the
+// reservoir, a chaining front for the bit writer, and a bit extractor.
 #ifndef MP3D_TESTS_LAYER3_TEST_SUPPORT_H
 #define MP3D_TESTS_LAYER3_TEST_SUPPORT_H
 
@@ -9,76 +9,39 @@
 #include <vector>
 
 #include "decoder/decoder_state.h"
-#include "mp3d.h"
+#include "support/bit_writer.h"
+#include "support/stream_harness.h"
 
 namespace l3test {
 
-// MSB-first bit writer.
+// The shared bit writer with chained puts.
 struct Bits {
-    std::vector<uint8_t> bytes;
-    int64_t count = 0;
+    mp3d_test::BitWriter writer;
 
     Bits &put(uint32_t value, int n) {
-        for (int i = n - 1; i >= 0; --i) {
-            if (count % 8 == 0) bytes.push_back(0);
-            if ((value >> i) & 1u) bytes.back() |= static_cast<uint8_t>(0x80u >> (count % 8));
-            ++count;
-        }
+        writer.put(value, n);
         return *this;
     }
-    // Bytes with n zero bytes of padding behind (room for read-ahead).
+    int64_t count() const { return static_cast<int64_t>(writer.bit_count()); }
+    const std::vector<uint8_t> &bytes() const { return writer.bytes(); }
+    // The bytes with n zero bytes behind them (room for read-ahead).
     std::vector<uint8_t> padded(size_t n = 8) const {
-        std::vector<uint8_t> out = bytes;
+        std::vector<uint8_t> out = writer.bytes();
         out.resize(out.size() + n, 0);
         return out;
     }
 };
 
-struct Decoder;
-
-// The config embedded first in a standard-layout record, so that the input
-// callback can reach its owner.
-struct ConfigHolder {
-    MP3D_Decode_Config config;
-    Decoder *owner;
-};
-
-// A decoder in its own two chunks, fed once with the whole input vector.
+// An initialised decoder fed with the given stream (in blocks of block_size
+// bytes; 0: one block).
 struct Decoder {
-    ConfigHolder holder{};
-    MP3D_Decode_Config &config = holder.config;
-    std::vector<uint8_t> input;
-    bool served = false;
-    std::vector<uint64_t> chunk0, chunk1;
+    mp3d_test::StreamDecoder harness;
     mp3d::MP3D_Decoder_State *state = nullptr;
 
-    static int32_t feed(const uint8_t **buffer, int32_t *bytes_left, MP3D_Decode_Config *config) {
-        Decoder *self = reinterpret_cast<ConfigHolder *>(config)->owner;
-        if (self->served || self->input.empty()) {
-            *bytes_left = 0;
-            return 0;
-        }
-        self->served = true;
-        *buffer = self->input.data();
-        *bytes_left = static_cast<int32_t>(self->input.size());
-        return 0;
+    explicit Decoder(std::vector<uint8_t> stream = {}, int block_size = 0)
+        : harness(std::move(stream), block_size) {
+        if (harness.init() == MP3D_OK) state = harness.state();
     }
-
-    explicit Decoder(std::vector<uint8_t> data = {}) : input(std::move(data)) {
-        holder.owner = this;
-        mp3d_query_dec_mem(&config);
-        chunk0.assign((config.mem_info[0].size + 7) / 8, 0);
-        chunk1.assign((config.mem_info[1].size + 7) / 8, 0);
-        config.mem_info[0].base = chunk0.data();
-        config.mem_info[1].base = chunk1.data();
-        config.input_callback = &Decoder::feed;
-        static const uint8_t first_block[1] = {0};
-        if (mp3d_decode_init(&config, first_block) == MP3D_OK) {
-            state = static_cast<mp3d::MP3D_Decoder_State *>(config.decoder_state);
-        }
-    }
-    Decoder(const Decoder &) = delete;
-    Decoder &operator=(const Decoder &) = delete;
 
     // Puts bytes into the reservoir behind the four window bytes, as a
     // compaction leaves them, with the reader at their first bit.
