@@ -93,8 +93,16 @@ TEST_P(Layer3Fixture, LimitedAccuracyAgainstMpg123) {
         const auto m = mp3d_test::measure_against_mpg123(f->path(), no_shift);
         ASSERT_TRUE(m.error.empty()) << m.error;
         EXPECT_TRUE(compliant(m.comparison.verdict)) << describe(m);
-        EXPECT_EQ(m.comparison.offset_frames, 0) << describe(m);
-        EXPECT_EQ(m.comparison.compared, m.comparison.reference_samples) << describe(m);
+        // A free-format stream's first frame is measured, not decoded: the
+        // output starts one frame behind the reference.
+        const bool free_format = m.stats.first_info.bitrate_kbps == 0;
+        const size_t skipped =
+            free_format ? static_cast<size_t>(m.stats.first_info.samples_per_frame) *
+                              m.stats.first_info.num_channels
+                        : 0;
+        EXPECT_EQ(m.comparison.offset_frames, free_format ? 1 : 0) << describe(m);
+        EXPECT_EQ(m.comparison.compared + skipped, m.comparison.reference_samples)
+            << describe(m);
         // The frames report what the fixture was made with.
         EXPECT_EQ(m.stats.first_info.layer, 3);
         EXPECT_EQ(m.stats.first_info.sample_rate, f->sample_rate);

@@ -4,8 +4,8 @@
 #
 # Environment:
 #   MP3D_BUILD_DIR     build directory (default: build-ci in the repository)
-#   MP3D_TEST_STREAMS  1: also run the whole-stream accuracy tests (ctest
-#                      label "streams"); 0 (default): leave them out
+#   MP3D_TEST_STREAMS  0: leave out the whole-stream accuracy tests (ctest
+#                      label "streams"); 1 (default): run them
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 build="${MP3D_BUILD_DIR:-$root/build-ci}"
@@ -30,7 +30,7 @@ fi
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release
 cmake --build "$build" -j2
 
-labels=(-LE streams)
-if [ "${MP3D_TEST_STREAMS:-0}" = 1 ]; then labels=(); fi
+labels=()
+if [ "${MP3D_TEST_STREAMS:-1}" = 0 ]; then labels=(-LE streams); fi
 cd "$build"
 ctest --output-on-failure -j2 "${labels[@]}"
