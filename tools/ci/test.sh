@@ -4,6 +4,7 @@
 #
 # Environment:
 #   MP3D_BUILD_DIR     build directory (default: build-ci in the repository)
+#   MP3D_CI_JOBS      0: skip the extra jobs in tools/ci/jobs (default 1)
 #   MP3D_TEST_STREAMS  0: leave out the whole-stream accuracy tests (ctest
 #                      label "streams"); 1 (default): run them
 set -euo pipefail
@@ -32,5 +33,15 @@ cmake --build "$build" -j2
 
 labels=()
 if [ "${MP3D_TEST_STREAMS:-1}" = 0 ]; then labels=(-LE streams); fi
-cd "$build"
-ctest --output-on-failure -j2 "${labels[@]}"
+(cd "$build" && ctest --output-on-failure -j2 "${labels[@]}")
+
+# Further checks, one script each (sanitizers, fuzzing, threads, cross
+# builds, ...). Each installs what it needs and exits non-zero on failure.
+# MP3D_CI_JOBS=0 leaves them out.
+if [ "${MP3D_CI_JOBS:-1}" != 0 ]; then
+    for job in "$root"/tools/ci/jobs/*.sh; do
+        [ -e "$job" ] || continue
+        echo "== $(basename "$job" .sh)"
+        bash "$job" "$root" "$build"
+    done
+fi
