@@ -1,0 +1,162 @@
+// Whole Layer II and Layer III streams through the public API: every
+// conformance stream against its reference PCM (16-bit output, ISO/IEC
+// 11172-4 limited accuracy at least), every committed fixture against
+// libmpg123's float decoding (16- and 24-bit output), and the independence of
+// a fixture's output from the input block size.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+#include "harness/accuracy_core.h"
+#include "harness/decode_run.h"
+#include "harness/mpg123_reference.h"
+
+namespace fs = std::filesystem;
+using namespace mp3d_tools;
+
+namespace {
+
+const std::string kConformanceDir = MP3D_SHARED_DIR "/conformance";
+
+// The streams in `dir` with the extension, sorted.
+std::vector<std::string> streams_in(const std::string &dir, const std::string &extension) {
+    std::vector<std::string> paths;
+    std::error_code ec;
+    for (const auto &entry : fs::directory_iterator(dir, ec)) {
+        const fs::path p = entry.path();
+        // Layer I is refused, so its conformance stream has nothing to compare.
+        if (p.extension() == extension && p.stem().string().rfind("l1-", 0) != 0)
+            paths.push_back(p.string());
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+// One test per stream; a single empty entry, which skips, when the shared
+// data is absent.
+std::vector<std::string> conformance_streams() {
+    std::vector<std::string> paths = streams_in(kConformanceDir, ".bit");
+    if (paths.empty()) paths.push_back("");
+    return paths;
+}
+
+std::vector<std::string> fixtures() {
+    std::vector<std::string> paths = streams_in(MP3D_SOURCE_DIR "/tests/fixtures/layer2", ".mp2");
+    for (const auto &p : streams_in(MP3D_SOURCE_DIR "/tests/fixtures/layer3", ".mp3"))
+        paths.push_back(p);
+    return paths;
+}
+
+std::string test_name(const testing::TestParamInfo<std::string> &info) {
+    std::string s = info.param.empty() ? "absent" : fs::path(info.param).stem().string();
+    for (char &c : s)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return s;
+}
+
+DecodedStream decode(const std::string &path, bool no_shift, size_t block_size = 65536) {
+    std::vector<uint8_t> data;
+    std::string error;
+    EXPECT_TRUE(read_file(path, data, &error)) << error;
+    DecodeOptions options;
+    options.pcm_no_shift = no_shift;
+    options.block_size = block_size;
+    return decode_buffer(data, options);
+}
+
+Comparison compare(const DecodedStream &d, const std::vector<double> &reference, bool no_shift) {
+    AlignmentSearch search;
+    search.frame_samples = static_cast<size_t>(d.stats.first_info.samples_per_frame);
+    search.channels = static_cast<size_t>(d.stats.first_info.num_channels);
+    return compare_aligned(words_to_samples(d.words, no_shift), reference, search);
+}
+
+bool compliant(const Comparison &c) {
+    return c.verdict == Verdict::Full || c.verdict == Verdict::Limited;
+}
+
+std::string describe(const Comparison &c) {
+    char text[256];
+    std::snprintf(text, sizeof text,
+                  "RMS %.3f LSB16, max %.3f LSB16 at sample %zu, %zu of %zu samples compared "
+                  "(reference %zu), offset %ld frames: %s",
+                  c.rms_lsb16(), c.max_lsb16(), c.max_index, c.compared, c.test_samples,
+                  c.reference_samples, c.offset_frames, verdict_name(c.verdict));
+    return text;
+}
+
+}  // namespace
+
+class Conformance : public testing::TestWithParam<std::string> {};
+
+TEST_P(Conformance, LimitedAccuracyAgainstReference) {
+    if (GetParam().empty()) GTEST_SKIP() << "no conformance streams in " << kConformanceDir;
+    std::vector<double> reference;
+    std::string error;
+    const std::string pcm = fs::path(GetParam()).replace_extension(".pcm").string();
+    ASSERT_TRUE(read_s16le_file(pcm, reference, &error)) << error;
+    const DecodedStream d = decode(GetParam(), false);
+    ASSERT_GT(d.stats.output_calls, 0u);
+    const Comparison c = compare(d, reference, false);
+    EXPECT_TRUE(compliant(c)) << describe(c);
+    if (d.stats.first_info.layer == 2) {
+        // Layer II frames carry everything they need: every frame decodes and
+        // all of the output meets the reference (which runs on past the end).
+        EXPECT_EQ(d.stats.codes.count(MP3D_OK) + d.stats.codes.count(MP3D_END_OF_STREAM),
+                  d.stats.codes.size());
+        EXPECT_EQ(c.offset_frames, 0) << describe(c);
+        EXPECT_EQ(c.compared, c.test_samples) << describe(c);
+    } else {
+        // The decoder covers the reference except frames it cannot decode (a
+        // free-format stream's measured first frame, main data missing right
+        // after it).
+        EXPECT_GE(c.compared * 10, c.reference_samples * 9) << describe(c);
+    }
+    RecordProperty("accuracy", describe(c));
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, Conformance, testing::ValuesIn(conformance_streams()), test_name);
+
+class Fixture : public testing::TestWithParam<std::string> {};
+
+TEST_P(Fixture, LimitedAccuracyAgainstMpg123) {
+    if (!mpg123_available()) GTEST_SKIP() << "built without libmpg123";
+    FloatReference reference;
+    std::string error;
+    ASSERT_TRUE(mpg123_decode_file(GetParam(), reference, &error)) << error;
+    for (const bool no_shift : {false, true}) {
+        SCOPED_TRACE(no_shift ? "24-bit output" : "16-bit output");
+        const DecodedStream d = decode(GetParam(), no_shift);
+        const MP3D_Frame_Info &info = d.stats.first_info;
+        EXPECT_EQ(info.sample_rate, reference.sample_rate);
+        EXPECT_EQ(info.num_channels, reference.channels);
+        EXPECT_EQ(d.stats.codes.count(MP3D_ERROR_HUFFMAN), 0u);
+        EXPECT_EQ(d.stats.codes.count(MP3D_ERROR_FRAME_END), 0u);
+        const Comparison c = compare(d, reference.samples, no_shift);
+        EXPECT_TRUE(compliant(c)) << describe(c);
+        // A free-format stream's first frame is measured, not decoded: the
+        // output starts one frame behind the reference. Otherwise the output
+        // and the reference have the same length.
+        const bool free_format = info.bitrate_kbps == 0;
+        const size_t skipped = free_format ? static_cast<size_t>(info.samples_per_frame) *
+                                                 static_cast<size_t>(info.num_channels)
+                                           : 0;
+        EXPECT_EQ(c.offset_frames, free_format ? 1 : 0) << describe(c);
+        EXPECT_EQ(c.compared, c.test_samples) << describe(c);
+        EXPECT_EQ(c.compared + skipped, c.reference_samples) << describe(c);
+    }
+}
+
+TEST_P(Fixture, OutputDoesNotDependOnInputBlockSize) {
+    const DecodedStream whole = decode(GetParam(), true);
+    ASSERT_GT(whole.words.size(), 0u);
+    for (const size_t block : {1u, 5u, 418u}) {
+        const DecodedStream pieces = decode(GetParam(), true, block);
+        EXPECT_EQ(pieces.stats.codes, whole.stats.codes) << "block " << block;
+        EXPECT_TRUE(pieces.words == whole.words) << "block " << block;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, Fixture, testing::ValuesIn(fixtures()), test_name);
