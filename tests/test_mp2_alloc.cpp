@@ -27,14 +27,15 @@ TEST(Mp2AllocTable, ChoosesTableBySampleRateAndBitratePerChannel) {
         int version, bitrate_index, sampling_frequency, mode;
         int table, limit;
     };
-    // MPEG-1 Layer II bitrate indices: 2 = 48, 4 = 64, 8 = 128, 10 = 192, 14 = 384.
+    // MPEG-1 Layer II bitrate indices: 2 = 48, 4 = 64, 7 = 112, 8 = 128, 9 = 160,
+    // 10 = 192, 14 = 384.
     const Case cases[] = {
         {1, 10, 1, 0, 0, 27},  // 48 kHz stereo 192 (96 per channel)
         {1, 10, 0, 0, 1, 30},  // 44.1 kHz stereo 192
-        {1, 8, 0, 1, 0, 27},   // 44.1 kHz joint stereo 128 (64 per channel)
+        {1, 7, 0, 1, 0, 27},   // 44.1 kHz joint stereo 112 (56 per channel)
+        {1, 9, 0, 0, 0, 27},   // 44.1 kHz stereo 160 (80 per channel)
         {1, 4, 0, 0, 2, 8},    // 44.1 kHz stereo 64 (32 per channel)
         {1, 2, 2, 3, 3, 12},   // 32 kHz mono 48
-        {1, 4, 2, 0, 3, 12},   // 32 kHz stereo 64
         {1, 14, 1, 2, 0, 27},  // 48 kHz dual channel 384
         {1, 14, 2, 3, 1, 30},  // 32 kHz mono 384
         {1, 0, 1, 0, 2, 8},    // free format at 48 kHz
