@@ -59,13 +59,23 @@ void ContainerReader::read_head() {
     const size_t size = available();
     for (size_t i = 0; i < std::min(size, kFirstFrameReach); ++i) {
         MpegHeader first, next;
-        if (!parse_mpeg_header(data + i, size - i, first) || first.frame_bytes == 0) continue;
-        const size_t after = i + first.frame_bytes;
-        if (after < size && !parse_mpeg_header(data + after, size - after, next)) continue;
+        if (!parse_mpeg_header(data + i, size - i, first)) continue;
+        size_t length = first.frame_bytes;
+        // Free format: the length is the distance to the next header alike.
+        for (size_t j = i + 4; length == 0 && j + 4 <= std::min(size, i + 2 * kMaxFrameBytes); ++j)
+            if (parse_mpeg_header(data + j, size - j, next) && next.bitrate_kbps == 0 &&
+                next.version == first.version && next.layer == first.layer &&
+                next.sample_rate == first.sample_rate)
+                length = j - i;
+        if (length == 0) continue;
+        if (i + length < size && !parse_mpeg_header(data + i + length, size - i - length, next))
+            continue;
         InfoFrame info;
-        if (parse_info_frame(data + i, size - i, info)) {
+        if (parse_info_frame(data + i, length, info)) {
             info_ = info;
-            pos_ += after;
+            // The decoder measures the first frame of a free-format stream
+            // and outputs nothing for it: that one may as well be this one.
+            if (first.frame_bytes != 0) pos_ += i + length;
         }
         break;
     }

@@ -106,13 +106,12 @@ bool parse_mpeg_header(const uint8_t *p, size_t size, MpegHeader &h) {
 
 bool parse_info_frame(const uint8_t *data, size_t size, InfoFrame &info) {
     MpegHeader h;
-    if (!parse_mpeg_header(data, size, h) || h.layer != 3 || h.frame_bytes == 0 ||
-        h.frame_bytes > size)
-        return false;
+    if (!parse_mpeg_header(data, size, h) || h.layer != 3 || h.frame_bytes > size) return false;
     info = InfoFrame{};
     info.header = h;
-    info.frame_bytes = h.frame_bytes;
-    const size_t end = h.frame_bytes;
+    // A free-format frame is given whole: its length is the size.
+    info.frame_bytes = h.frame_bytes != 0 ? h.frame_bytes : size;
+    const size_t end = info.frame_bytes;
     // Fraunhofer's VBRI header sits 32 bytes behind the frame header.
     if (end >= 36 + 26 && std::memcmp(data + 36, "VBRI", 4) == 0) {
         const uint8_t *v = data + 36;
@@ -124,12 +123,18 @@ bool parse_info_frame(const uint8_t *data, size_t size, InfoFrame &info) {
         return true;
     }
     // Xing/Info follows the side information (17 or 32 bytes for MPEG-1,
-    // 9 or 17 for LSF), behind the CRC word when there is one.
+    // 9 or 17 for LSF). Encoders place it there even when a CRC word
+    // follows the header; it is also looked for behind the CRC word.
     const size_t side = h.version == 1 ? (h.channels == 1 ? 17 : 32) : (h.channels == 1 ? 9 : 17);
-    size_t pos = 4 + (h.crc ? 2 : 0) + side;
-    if (pos + 8 > end) return false;
-    if (std::memcmp(data + pos, "Xing", 4) != 0 && std::memcmp(data + pos, "Info", 4) != 0)
-        return false;
+    size_t pos = 4 + side;
+    auto is_tag = [&](size_t at) {
+        return at + 8 <= end &&
+               (std::memcmp(data + at, "Xing", 4) == 0 || std::memcmp(data + at, "Info", 4) == 0);
+    };
+    if (!is_tag(pos)) {
+        pos += 2;
+        if (!h.crc || !is_tag(pos)) return false;
+    }
     info.kind.assign(reinterpret_cast<const char *>(data + pos), 4);
     const uint32_t flags = be32(data + pos + 4);
     pos += 8;
