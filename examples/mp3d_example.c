@@ -54,8 +54,8 @@ int main(int argc, char **argv) {
         }
         calls++;
     }
-    printf("%ld blocks of PCM, %d Hz, %d channel(s), %ld stream errors\n", calls,
-           info.sample_rate, info.num_channels, errors);
+    printf("%ld blocks of PCM, %d Hz, %d channel(s), %ld stream errors\n", calls, info.sample_rate,
+           info.num_channels, errors);
     for (i = 0; i < app.config.mem_count; i++) free(app.config.mem_info[i].base);
     fclose(app.file);
     return fclose(out) == 0 && calls > 0 ? 0 : 1;

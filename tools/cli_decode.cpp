@@ -57,22 +57,50 @@ DecodeStats decode_container(std::FILE *input, const std::string &in, const CliO
                     progress ? file_size(input) : 0);
     GaplessTrim trim;
     bool trim_known = false;
+    // Output past the tag's end is held back: it is the padding, unless the
+    // stream runs on for longer (files joined together), when it is
+    // delivered after all and the end is not cut.
+    struct Held {
+        std::vector<int32_t> words;
+        MP3D_Frame_Info info;
+    };
+    std::vector<Held> held;
+    size_t held_frames = 0;
     const ByteReader reader = container.reader();
-    DecodeStats stats =
-        run_decoder(reader, decode_options,
-                    [&](const int32_t *words, size_t count, const MP3D_Frame_Info &info) {
-                        if (!trim_known) {
-                            // The information frame has been read with the first bytes.
-                            trim_known = true;
-                            if (options.gapless && container.info_frame())
-                                trim = GaplessTrim(*container.info_frame());
-                        }
-                        bar.update(container.source_bytes());
-                        const size_t channels = static_cast<size_t>(info.num_channels);
-                        size_t first = 0, frames = 0;
-                        trim.apply(count / channels, &first, &frames);
-                        return frames == 0 || sink(words + first * channels, frames, info);
-                    });
+    DecodeStats stats = run_decoder(
+        reader, decode_options,
+        [&](const int32_t *words, size_t count, const MP3D_Frame_Info &info) {
+            if (!trim_known) {
+                // The information frame has been read with the first bytes.
+                trim_known = true;
+                if (options.gapless && container.info_frame())
+                    trim = GaplessTrim(*container.info_frame());
+            }
+            bar.update(container.source_bytes());
+            const size_t channels = static_cast<size_t>(info.num_channels);
+            size_t first = 0, frames = 0, beyond = 0;
+            trim.apply(count / channels, &first, &frames, &beyond);
+            if (frames > 0 && !sink(words + first * channels, frames, info)) return false;
+            if (beyond == 0) return true;
+            held.push_back(
+                {std::vector<int32_t>(words + count - beyond * channels, words + count), info});
+            held_frames += beyond;
+            const auto &tag = *container.info_frame();
+            if (held_frames <= static_cast<size_t>(tag.encoder_padding) +
+                                   2 * static_cast<size_t>(tag.header.samples_per_frame))
+                return true;
+            std::fprintf(stderr,
+                         "mp3d: %s: the stream runs on past the length that its "
+                         "LAME tag gives; its end is not trimmed\n",
+                         in == "-" ? "stdin" : in.c_str());
+            trim.keep_end();
+            for (const Held &h : held)
+                if (!sink(h.words.data(), h.words.size() / static_cast<size_t>(h.info.num_channels),
+                          h.info))
+                    return false;
+            held.clear();
+            return true;
+        });
     bar.finish();
     return stats;
 }

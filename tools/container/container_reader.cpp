@@ -103,9 +103,10 @@ GaplessTrim::GaplessTrim(const InfoFrame &info) {
     }
 }
 
-void GaplessTrim::apply(size_t frames, size_t *first, size_t *count) {
+void GaplessTrim::apply(size_t frames, size_t *first, size_t *count, size_t *beyond) {
     const uint64_t begin = position_, end = position_ + frames;
     position_ = end;
+    if (beyond != nullptr) *beyond = 0;
     if (!active_) {
         *first = 0;
         *count = frames;
@@ -116,6 +117,8 @@ void GaplessTrim::apply(size_t frames, size_t *first, size_t *count) {
     const uint64_t from = std::max(begin, keep_begin), to = std::min(end, keep_end);
     *first = static_cast<size_t>(from - begin);
     *count = to > from ? static_cast<size_t>(to - from) : 0;
+    if (beyond != nullptr && end > keep_end)
+        *beyond = static_cast<size_t>(end - std::max(begin, keep_end));
 }
 
 }  // namespace mp3d_tools

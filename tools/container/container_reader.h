@@ -73,8 +73,12 @@ class GaplessTrim {
     uint64_t skip() const { return skip_; }
     int64_t length() const { return length_; }  // -1: up to the end
     // For a call delivering `frames` sample frames, the part [*first,
-    // *first + *count) to keep.
-    void apply(size_t frames, size_t *first, size_t *count);
+    // *first + *count) to keep; *beyond: the call's last frames that lie
+    // past the end (the padding).
+    void apply(size_t frames, size_t *first, size_t *count, size_t *beyond = nullptr);
+    // Stops cutting at the end: for streams that run on past the length that
+    // the tag gives (concatenated files).
+    void keep_end() { length_ = -1; }
 
   private:
     bool active_ = false;
