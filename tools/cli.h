@@ -3,8 +3,13 @@
 #define MP3D_TOOLS_CLI_H
 
 #include <cstddef>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "container/container_reader.h"
+#include "harness/decode_run.h"
 
 namespace mp3d_tools {
 
@@ -15,9 +20,12 @@ constexpr int kExitUsage = 2;
 
 struct CliOptions {
     size_t block_size = 65536;
-    bool bits24 = false;  // --24: 24-bit output (pcm_no_shift)
-    bool raw = false;     // --raw: words unchanged, signed 32-bit LE
-    bool tsv = false;     // compare: tab-separated lines
+    bool bits24 = false;   // --24: 24-bit output (pcm_no_shift)
+    bool raw = false;      // --raw: words unchanged, signed 32-bit LE
+    bool tsv = false;      // compare: tab-separated lines
+    bool gapless = true;   // decode: trim encoder delay and padding (--no-gapless: keep)
+    bool verbose = false;  // decode: report stream errors per code (-v)
+    bool quiet = false;    // decode: no summary line, no progress bar (-q)
     std::vector<std::string> operands;
 };
 
@@ -37,10 +45,21 @@ int cli_checksum(const std::vector<std::string> &inputs, const CliOptions &optio
 std::FILE *open_input(const std::string &in);
 void close_input(std::FILE *file);
 
-struct DecodeStats;
 // Prints the one-line reason why a decode produced nothing usable (no frame,
 // stalled decoder, unreadable input) and returns false; true when it is fine.
 bool check_decoded(const std::string &in, const DecodeStats &stats);
+
+// Receives the PCM of one call after gapless trimming: `frames` sample
+// frames laid out as `info` describes.
+using ContainerSink =
+    std::function<bool(const int32_t *words, size_t frames, const MP3D_Frame_Info &info)>;
+// Decodes the audio of a file read through `container` (tags dropped,
+// gapless trimming unless options.gapless is off), with a progress bar on
+// stderr when `progress` is set and the input is a regular file.
+DecodeStats decode_container(std::FILE *input, const std::string &in, const CliOptions &options,
+                             bool progress, ContainerReader &container, const ContainerSink &sink);
+// Prints the count of every stream error code met, on stderr.
+void print_stream_errors(const DecodeStats &stats);
 
 }  // namespace mp3d_tools
 

@@ -9,12 +9,15 @@ namespace mp3d_tools {
 int cli_info(const std::string &in, const CliOptions &options) {
     std::FILE *input = open_input(in);
     if (input == nullptr) return kExitFailed;
-    DecodeOptions decode_options;
-    decode_options.block_size = options.block_size;
     bool read_failed = false;
+    ContainerReader container(file_reader(input, &read_failed));
+    uint64_t kept_frames = 0;  // sample frames after gapless trimming
     DecodeStats stats =
-        run_decoder(file_reader(input, &read_failed), decode_options,
-                    [](const int32_t *, size_t, const MP3D_Frame_Info &) { return true; });
+        decode_container(input, in, options, false, container,
+                         [&kept_frames](const int32_t *, size_t frames, const MP3D_Frame_Info &) {
+                             kept_frames += frames;
+                             return true;
+                         });
     stats.read_failed = read_failed;
     close_input(input);
     if (!check_decoded(in, stats)) {
@@ -41,6 +44,46 @@ int cli_info(const std::string &in, const CliOptions &options) {
     else
         std::printf("bitrate:         %d to %d kbit/s (variable)\n", stats.min_bitrate,
                     stats.max_bitrate);
+    const auto &tag = container.info_frame();
+    const bool variable = stats.min_bitrate != stats.max_bitrate ||
+                          (tag && tag->has_lame &&
+                           (tag->vbr_method == 2 || tag->vbr_method == 9 ||
+                            (tag->vbr_method >= 3 && tag->vbr_method <= 6)));
+    std::printf("encoding:        %s\n", variable ? "VBR" : "CBR");
+    std::printf("duration:        %.3f s (%llu samples per channel%s)\n",
+                static_cast<double>(kept_frames) / f.sample_rate,
+                static_cast<unsigned long long>(kept_frames),
+                !options.gapless                    ? ", gapless trimming off"
+                : tag && GaplessTrim(*tag).active() ? ", gapless"
+                                                    : "");
+    if (tag) {
+        std::printf("encoder tag:     %s frame", tag->kind.c_str());
+        if (tag->frames >= 0) std::printf(", %lld frames", static_cast<long long>(tag->frames));
+        if (tag->bytes >= 0) std::printf(", %lld bytes", static_cast<long long>(tag->bytes));
+        if (tag->quality >= 0) std::printf(", quality %d", tag->quality);
+        std::printf("\n");
+        if (tag->has_lame) {
+            std::printf("encoder:         %s, %s", tag->encoder.c_str(),
+                        lame_vbr_method_name(tag->vbr_method));
+            if (tag->lame_bitrate_kbps > 0) std::printf(" %d kbit/s", tag->lame_bitrate_kbps);
+            if (tag->lowpass_hz > 0) std::printf(", lowpass %d Hz", tag->lowpass_hz);
+            std::printf("\n");
+        }
+        if (tag->encoder_delay >= 0)
+            std::printf("encoder delay:   %d samples, padding %d samples\n", tag->encoder_delay,
+                        tag->encoder_padding);
+    }
+    const TrailingTags &trailing = container.trailing_tags();
+    if (container.leading_tag_bytes() > 0 || trailing.total() > 0) {
+        std::printf("tags:           ");
+        if (container.leading_tag_bytes() > 0)
+            std::printf(" ID3v2 (%llu bytes)",
+                        static_cast<unsigned long long>(container.leading_tag_bytes()));
+        if (trailing.id3v2 > 0) std::printf(" ID3v2 at the end (%zu bytes)", trailing.id3v2);
+        if (trailing.apev2 > 0) std::printf(" APEv2 (%zu bytes)", trailing.apev2);
+        if (trailing.id3v1 > 0) std::printf(" ID3v1");
+        std::printf("\n");
+    }
     std::printf("frames:          %llu (%d samples per channel each)\n",
                 static_cast<unsigned long long>(stats.frames), f.samples_per_frame);
     if (f.layer == 3)
@@ -50,9 +93,8 @@ int cli_info(const std::string &in, const CliOptions &options) {
     else
         std::printf("frames decoded:  %llu\n",
                     static_cast<unsigned long long>(stats.layer2_frames));
-    std::printf("samples:         %llu per channel (%.3f s)\n",
-                static_cast<unsigned long long>(samples),
-                static_cast<double>(samples) / f.sample_rate);
+    std::printf("samples:         %llu per channel decoded\n",
+                static_cast<unsigned long long>(samples));
     if (stats.silent_granules > 0)
         std::printf("silent granules: %llu (refused Huffman data)\n",
                     static_cast<unsigned long long>(stats.silent_granules));

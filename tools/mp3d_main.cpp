@@ -17,19 +17,27 @@ namespace mp3d_tools {
 void print_usage() {
     std::fputs(
         "usage: mp3d                          decode the bundled sample to ./sample.wav\n"
-        "       mp3d decode [--24] [--block N] IN OUT.wav\n"
-        "       mp3d decode --raw [--24] [--block N] IN OUT\n"
-        "       mp3d info [--block N] IN\n"
+        "       mp3d decode [--24] [--no-gapless] [-v] [-q] [--block N] IN OUT.wav\n"
+        "       mp3d decode --raw [--24] [--no-gapless] [-v] [-q] [--block N] IN OUT\n"
+        "       mp3d info [--no-gapless] [--block N] IN\n"
         "       mp3d compare [--block N] [--tsv] IN REF.pcm|mpg123\n"
         "       mp3d checksum [--block N] IN...\n"
         "\n"
         "decode    writes a 16-bit WAV (--24: 24-bit); --raw writes the decoder's\n"
-        "          32-bit output words unchanged, little-endian\n"
-        "info      prints the stream's parameters and the count of every return code\n"
+        "          32-bit output words unchanged, little-endian. ID3v2, ID3v1 and APEv2\n"
+        "          tags and the Xing/Info/VBRI frame are skipped; the encoder delay and\n"
+        "          padding that a LAME tag records are trimmed (--no-gapless: kept).\n"
+        "          A stream that changes rate or channel count is converted to its\n"
+        "          first format. -v: count the stream errors; -q: no summary, no\n"
+        "          progress bar\n"
+        "info      prints the stream's parameters, duration, encoder tag and the count\n"
+        "          of every return code\n"
         "compare   measures 16-bit and 24-bit output against REF, a raw signed 16-bit\n"
         "          little-endian file, or 'mpg123' for libmpg123's float decode of IN,\n"
         "          and gives the ISO/IEC 11172-4 verdict\n"
         "checksum  prints 'IN HASH': the FNV-1a 64 hash of the 24-bit output words\n"
+        "          (compare and checksum hand the whole file to the decoder, tags and\n"
+        "          information frame included, and trim nothing)\n"
         "--block N feeds the decoder N bytes per input callback (default 65536)\n"
         "IN and OUT may be '-' for standard input and output.\n"
         "Exit status: 0 success, 1 nothing decoded, error or accuracy not met, 2 usage.\n",
@@ -45,6 +53,12 @@ bool parse_options(int argc, char **argv, int first, CliOptions &options) {
             options.raw = true;
         } else if (arg == "--tsv") {
             options.tsv = true;
+        } else if (arg == "--no-gapless") {
+            options.gapless = false;
+        } else if (arg == "-v" || arg == "--verbose") {
+            options.verbose = true;
+        } else if (arg == "-q" || arg == "--quiet") {
+            options.quiet = true;
         } else if (arg == "--block") {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "mp3d: --block needs a byte count\n");
@@ -127,11 +141,15 @@ int main(int argc, char **argv) {
     }
     const auto &ops = options.operands;
     if (command == "decode" && ops.size() == 2) return cli_decode(ops[0], ops[1], options, false);
-    if (command == "info" && ops.size() == 1 && !options.raw && !options.bits24)
+    const bool decode_only = options.verbose || options.quiet;
+    if (command == "info" && ops.size() == 1 && !options.raw && !options.bits24 && !decode_only)
         return cli_info(ops[0], options);
-    if (command == "compare" && ops.size() == 2 && !options.raw && !options.bits24)
+    const bool container_option = decode_only || !options.gapless;
+    if (command == "compare" && ops.size() == 2 && !options.raw && !options.bits24 &&
+        !container_option)
         return cli_compare(ops[0], ops[1], options);
-    if (command == "checksum" && !ops.empty() && !options.raw && !options.bits24)
+    if (command == "checksum" && !ops.empty() && !options.raw && !options.bits24 &&
+        !container_option)
         return cli_checksum(ops, options);
     if (command != "decode" && command != "info" && command != "compare" && command != "checksum")
         std::fprintf(stderr, "mp3d: unknown command %s\n", command.c_str());

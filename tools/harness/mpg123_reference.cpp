@@ -22,7 +22,8 @@ bool mpg123_available() {
     return true;
 }
 
-bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error) {
+bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error,
+                        bool gapless) {
     out = FloatReference{};
     int err = MPG123_OK;
     mpg123_handle *mh = mpg123_new(nullptr, &err);
@@ -36,10 +37,10 @@ bool mpg123_decode_file(const std::string &path, FloatReference &out, std::strin
         return false;
     };
     // Only the flags set here: no gapless trimming, the info frame decoded
-    // like any other, float output, no messages on stderr.
-    if (mpg123_param(mh, MPG123_FLAGS, MPG123_FORCE_FLOAT | MPG123_IGNORE_INFOFRAME | MPG123_QUIET,
-                     0.0) != MPG123_OK)
-        return fail(mpg123_strerror(mh));
+    // like any other (unless gapless), float output, no messages on stderr.
+    const long flags =
+        MPG123_FORCE_FLOAT | MPG123_QUIET | (gapless ? MPG123_GAPLESS : MPG123_IGNORE_INFOFRAME);
+    if (mpg123_param(mh, MPG123_FLAGS, flags, 0.0) != MPG123_OK) return fail(mpg123_strerror(mh));
     // Every native rate in mono and stereo, float only: nothing is resampled
     // or remixed.
     mpg123_format_none(mh);
@@ -92,7 +93,7 @@ bool mpg123_available() {
     return false;
 }
 
-bool mpg123_decode_file(const std::string &, FloatReference &, std::string *error) {
+bool mpg123_decode_file(const std::string &, FloatReference &, std::string *error, bool) {
     if (error != nullptr) *error = "built without libmpg123";
     return false;
 }

@@ -20,9 +20,12 @@ struct FloatReference {
 
 // Decodes the whole file with 32-bit float output at the stream's own rate
 // and channel count (no resampling, no gapless trimming, the Xing/LAME info
-// frame decoded as an ordinary frame), clipped to the 24-bit range. False with a message on failure
-// or when built without libmpg123.
-bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error);
+// frame decoded as an ordinary frame), clipped to the 24-bit range. With
+// `gapless`, libmpg123 instead treats the file as a player does: the info
+// frame is not decoded and the encoder delay and padding are trimmed. False
+// with a message on failure or when built without libmpg123.
+bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error,
+                        bool gapless = false);
 
 }  // namespace mp3d_tools
 

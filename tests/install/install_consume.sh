@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Installs the build into a temporary prefix and builds the README's C
+# example (examples/mp3d_example.c) against the installed package, through
+# pkg-config and through CMake's find_package (shared and static library),
+# then runs each on a Layer II fixture and compares with the mp3d tool.
+# Also checks that the README carries the example verbatim.
+# Usage: install_consume.sh BUILD_DIR SOURCE_DIR MP3D
+set -u
+build="$1" src="$(cd "$2" && pwd)" mp3d="$3"
+tmp="$(mktemp -d)"
+trap 'rm -rf "$tmp"' EXIT
+prefix="$tmp/prefix"
+passed=0 failed=0
+check() {  # check DESCRIPTION COMMAND...
+    local what="$1"; shift
+    if "$@" > "$tmp/log" 2>&1; then passed=$((passed + 1)); else
+        echo "FAIL: $what"; tail -15 "$tmp/log"; failed=$((failed + 1)); fi
+}
+stream="$src/tests/fixtures/layer2/joint_48k_192.mp2"
+"$mp3d" decode -q "$stream" "$tmp/tool.wav" || { echo "FAIL: mp3d decode"; exit 1; }
+runs_like_the_tool() {  # runs_like_the_tool PROGRAM
+    "$@" "$stream" "$tmp/out.raw" | grep -q "48000 Hz, 2 channel" &&
+        cmp -s <(tail -c +45 "$tmp/tool.wav") "$tmp/out.raw"
+}
+
+check "README carries examples/mp3d_example.c verbatim" python3 - "$src" <<'PY'
+import sys
+src = sys.argv[1]
+example = open(src + "/examples/mp3d_example.c").read()
+sys.exit(0 if "```c\n" + example + "```\n" in open(src + "/README.md").read() else 1)
+PY
+check "cmake --install" cmake --install "$build" --prefix "$prefix"
+for f in include/mp3d.h lib/libmp3d.a lib/libmp3d.so lib/pkgconfig/mp3d.pc lib/cmake/mp3d/mp3dConfig.cmake; do
+    check "installed $f" test -e "$prefix/$f"
+done
+export LD_LIBRARY_PATH="$prefix/lib"
+
+export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+check "pkg-config build" bash -c "cc -std=c99 -Wall -Werror '$src/examples/mp3d_example.c' \
+    \$(pkg-config --cflags --libs mp3d) -o '$tmp/example_pc'"
+check "pkg-config build runs" runs_like_the_tool "$tmp/example_pc"
+check "pkg-config build uses the installed library" bash -c "ldd '$tmp/example_pc' | grep -q '$prefix/lib/libmp3d.so'"
+
+mkdir -p "$tmp/consumer"
+cat > "$tmp/consumer/CMakeLists.txt" << CMAKE
+cmake_minimum_required(VERSION 3.20)
+project(consumer C)
+find_package(mp3d 0.1 REQUIRED)
+add_executable(example_shared "$src/examples/mp3d_example.c")
+target_link_libraries(example_shared PRIVATE mp3d::mp3d)
+add_executable(example_static "$src/examples/mp3d_example.c")
+target_link_libraries(example_static PRIVATE mp3d::mp3d_static)
+CMAKE
+check "find_package build" bash -c "cmake -S '$tmp/consumer' -B '$tmp/consumer/build' \
+    -DCMAKE_PREFIX_PATH='$prefix' && cmake --build '$tmp/consumer/build'"
+check "find_package build runs (shared)" runs_like_the_tool "$tmp/consumer/build/example_shared"
+check "find_package build runs (static)" runs_like_the_tool "$tmp/consumer/build/example_static"
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]

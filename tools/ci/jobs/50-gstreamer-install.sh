@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# CI job: the GStreamer element, the gapless LAME round trip and the package.
+# Installs GStreamer (development files, tools, base and good plugins), lame
+# and sox, reconfigures the suite's build so that the element is built, and
+# runs: the element-against-tool pipeline test (which must not skip here),
+# the LAME round trip through `mp3d decode`, the install-and-consume test,
+# the README examples, and a Debian package built with cpack.
+set -uo pipefail
+root="$1" build="$2"
+pkgs=(libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base gstreamer1.0-plugins-good lame sox)
+missing=()
+for p in "${pkgs[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2> /dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ "${#missing[@]}" -gt 0 ]; then
+    if [ "$(id -u)" -ne 0 ]; then echo "missing packages: ${missing[*]}"; echo "0 passed, 1 failed"; exit 1; fi
+    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" > /dev/null ||
+        { echo "apt-get install failed"; echo "0 passed, 1 failed"; exit 1; }
+fi
+passed=0 failed=0
+step() {  # step DESCRIPTION COMMAND...
+    local what="$1"; shift
+    echo "-- $what"
+    if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi
+}
+step "configure with GStreamer" cmake -S "$root" -B "$build" -DMP3D_BUILD_GSTREAMER=ON
+step "build" cmake --build "$build" -j2
+mp3d="$build/tools/mp3d"
+step "GStreamer pipelines against mp3d decode" bash "$root/tests/gstreamer/gst_pipeline.sh" "$mp3d" "$build/gstreamer" "$root"
+step "LAME round trip is gapless" "$build/tests/mp3d_tests" --gtest_filter='Container.LameFileDecodesGapless' --gtest_brief=1
+step "the round trip ran (not skipped)" bash -c "'$build/tests/mp3d_tests' --gtest_filter='Container.LameFileDecodesGapless' | grep -q '1 test.*PASSED\|PASSED.*1 test'"
+step "install and consume" bash "$root/tests/install/install_consume.sh" "$build" "$root" "$mp3d"
+step "README examples" bash "$root/tests/readme_examples.sh" "$root" "$build" "$mp3d"
+deb_contents() {
+    (cd "$build" && rm -f mp3d_*.deb && cpack -G DEB > /dev/null) || return 1
+    local deb
+    deb="$(ls "$build"/mp3d_*.deb)" || return 1
+    dpkg-deb -c "$deb" > "$build/deb-contents.txt" || return 1
+    for f in include/mp3d.h libmp3d.so libmp3d.a pkgconfig/mp3d.pc cmake/mp3d/mp3dConfig.cmake bin/mp3d gstreamer-1.0/libgstmp3d.so; do
+        grep -q "$f" "$build/deb-contents.txt" || { echo "not in the package: $f"; return 1; }
+    done
+}
+step "cpack DEB holds header, libraries, pkg-config, CMake package, tool and plugin" deb_contents
+echo "gstreamer-install: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
