@@ -13,42 +13,43 @@
 #include "decoder/scale_factors.h"
 #include "decoder/side_info.h"
 #include "decoder/tables/scale_factor_tables.h"
-#include "support/layer3_test_support.h"
+#include "support/bit_writer.h"
+#include "support/stream_harness.h"
 
 using namespace mp3d;
-using l3test::BitWriter;
-using l3test::Decoder;
+using mp3d_test::BitWriter;
 
 TEST(HuffmanDriver, RegionsAndExponents) {
-    Decoder d;
+    auto d = mp3d_test::started({});
+    MP3D_Decoder_State *s = d->state();
     MP3D_Granule_Info g{};
     int32_t r[3];
     const int16_t *table = nullptr;
     // Region starts beyond the 22 long bands (malformed) are clamped.
-    d.state->header.version = 1;
+    s->header.version = 1;
     g.region0_count = 15;
     g.region1_count = 7;
-    III_Get_Region_and_Band_Info(r, &table, &g, d.state);
-    EXPECT_EQ(std::vector<int32_t>(r, r + 3), (std::vector<int32_t>{16, 22, 22}));
-    EXPECT_EQ(table, &sfBandIndex[3][kSfbLongSection]);
+    III_Get_Region_and_Band_Info(r, &table, &g, s);
+    EXPECT_EQ((std::vector<int64_t>{r[0], r[1], r[2], table - sfBandIndex[3]}),
+              (std::vector<int64_t>{16, 22, 22, kSfbLongSection}));
     // Mixed LSF blocks: 6 long bands, then short bands 3..12, window-minor,
     // with the subblock gains (gain 200: -10 quarters).
-    d.state->header.version = 0;
-    d.state->header.sampling_frequency = 1;
+    s->header.version = 0;
+    s->header.sampling_frequency = 1;
     g.window_switching_flag = g.mixed_block_flag = 1;
     g.block_type = 2;
-    III_Get_Region_and_Band_Info(r, &table, &g, d.state);
-    EXPECT_EQ(std::vector<int32_t>(r, r + 3), (std::vector<int32_t>{6, 36, 36}));
-    EXPECT_EQ(table, &sfBandIndex[1][kSfbMixedSection]);
+    III_Get_Region_and_Band_Info(r, &table, &g, s);
+    EXPECT_EQ((std::vector<int64_t>{r[0], r[1], r[2], table - sfBandIndex[1]}),
+              (std::vector<int64_t>{6, 36, 36, kSfbMixedSection}));
     MP3D_Scale_Factors sf{};
     for (int w = 0; w < 3; ++w)
-        for (int s = 0; s < 13; ++s) sf.scalefac_s[w][s] = static_cast<int16_t>(w + s);
+        for (int b = 0; b < 13; ++b) sf.scalefac_s[w][b] = static_cast<int16_t>(w + b);
     sf.scalefac_l[5] = 3;
     g.global_gain = 200;
     g.subblock_gain[0] = 1;
     g.subblock_gain[2] = 3;
     int32_t e[40];
-    Huf_dec_dequant_exponents(e, &g, &sf, d.state);
+    Huf_dec_dequant_exponents(e, &g, &sf, s);
     EXPECT_EQ((std::vector<int32_t>{e[5], e[6], e[7], e[35]}),
               (std::vector<int32_t>{-10 - 6, -10 - 8 - 6, -10 - 8, -10 - 24 - 28}));
 }
@@ -107,14 +108,14 @@ TEST(HuffmanDriver, BitAccounting) {
         // tables 4 and 14.
         {BitWriter(), 20, 19, 0, {1, 1, 1}, 0, 0, 0, err, 20, 77, 9, {}},
         {BitWriter(), 0, 0, 0, {4, 1, 1}, 0, 0, 0, err, 0, 77, 9, {}},
-        {BitWriter(), 0, 0, 0, {1, 14, 1}, 0, 0, 0, err, 0, 77, 9, {}},
-        {BitWriter(), 0, 0, 0, {1, 1, 4}, 0, 0, 0, err, 0, 77, 9, {}},
+        {BitWriter(), 0, 0, 0, {1, 1, 14}, 0, 0, 0, err, 0, 77, 9, {}},
     };
     // clang-format on
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << "case " << &c - cases);
-        Decoder d(c.data.bytes());
-        MP3D_Decoder_State *s = d.state;
+        auto d = mp3d_test::started({});
+        MP3D_Decoder_State *s = d->state();
+        mp3d_test::load_reservoir(s, c.data.bytes());
         s->header.version = 1;
         s->scalefac[0].scalefac_l[1] = 1;
         s->last_coded_line = 77;
@@ -142,9 +143,10 @@ TEST(HuffmanDriver, BitAccounting) {
                   (std::vector<int>{c.last, c.subbands, c.subbands == 9 ? 32 : 9}));
         std::vector<int32_t> want(576, 0);
         for (const auto &[line, value] : c.lines) want[static_cast<size_t>(line)] = value;
-        want.resize(576 + 8, 0x5EED);
-        EXPECT_TRUE(c.status != MP3D_OK || x == want);
-        EXPECT_TRUE(std::equal(want.begin() + 576, want.end(), x.begin() + 576));  // guard words
+        want.resize(576 + 8, 0x5EED);  // guard words
+        // The lines of a refused granule are not defined.
+        if (c.status != MP3D_OK) std::copy_n(x.begin(), 576, want.begin());
+        EXPECT_EQ(x, want);
     }
 }
 
@@ -159,15 +161,16 @@ TEST(HuffmanDriver, CorruptGranulesStayInBoundsAndKeepTheirLength) {
         std::vector<uint8_t> main_data(1 + rng() % 1600), side_info(40);
         for (auto &b : main_data) b = static_cast<uint8_t>(rng());
         for (auto &b : side_info) b = static_cast<uint8_t>(rng());
-        Decoder d(main_data, side_info);
-        MP3D_Decoder_State *st = d.state;
-        st->header.version = static_cast<int16_t>(rng() % 3);
-        st->header.sampling_frequency = static_cast<int16_t>(rng() % 3);
-        st->header.mode_extension = static_cast<int16_t>(rng() % 4);
+        auto d = mp3d_test::started(side_info);
+        MP3D_Decoder_State *st = d->state();
+        mp3d_test::load_reservoir(st, main_data);
+        st->header.version = rng() % 3;
+        st->header.sampling_frequency = rng() % 3;
+        st->header.mode_extension = rng() % 4;
         st->frame_params->channels = 2;
         if (III_get_side_info(&st->side_info, st) != MP3D_OK) continue;
         const bool lsf = st->header.version != 1;
-        const int ch = static_cast<int>(rng() % 2), gr = lsf ? 0 : static_cast<int>(rng() % 2);
+        const int ch = rng() % 2, gr = lsf ? 0 : rng() % 2;
         const uint32_t part2 =
             lsf ? III_get_LSF_scale_factors(st->scalefac, &st->side_info, gr, ch, st)
                 : III_get_scale_factors(st->scalefac, &st->side_info, gr, ch, st);

@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "decoder/lsf_scale_factors.h"
-#include "support/layer3_test_support.h"
+#include "support/bit_writer.h"
+#include "support/stream_harness.h"
 
 using namespace mp3d;
 
@@ -34,7 +35,7 @@ TEST(LsfScaleFactors, PartitionsMarksAndDistribution) {
         // Slot k holds k modulo 2^length: every part of length 1 or more
         // meets its largest value, which marks an illegal intensity position
         // (31); a part of length 0 reads 0 and marks 0.
-        l3test::BitWriter w;
+        mp3d_test::BitWriter w;
         std::vector<int16_t> v, marks;
         for (int p = 0; p < 4; ++p) {
             for (int n = 0; n < c.counts[p]; ++n) {
@@ -46,8 +47,9 @@ TEST(LsfScaleFactors, PartitionsMarksAndDistribution) {
             }
         }
         v.resize(45, 0);
-        l3test::Decoder d(w.bytes());
-        MP3D_Decoder_State *s = d.state;
+        auto d = mp3d_test::started({});
+        MP3D_Decoder_State *s = d->state();
+        mp3d_test::load_reservoir(s, w.bytes());
         s->header.mode_extension = static_cast<int16_t>(c.mode_extension);
         MP3D_Granule_Info &g = s->side_info.ch[c.ch].gr[0];
         g.window_switching_flag = c.kind != 0;

@@ -14,11 +14,6 @@ BitWriter &BitWriter::put(uint32_t value, int n) {
     return *this;
 }
 
-BitWriter &BitWriter::put_bytes(const std::vector<uint8_t> &bytes) {
-    for (uint8_t b : bytes) put_byte(b);
-    return *this;
-}
-
 BitWriter &BitWriter::fill(uint8_t value, size_t count) {
     for (size_t i = 0; i < count; ++i) put_byte(value);
     return *this;
@@ -32,9 +27,9 @@ void put_header(BitWriter &w, const HeaderFields &f) {
 }
 
 int sample_rate_hz(int id, int sf) {
-    static const int mpeg1[3] = {44100, 48000, 32000};
-    if (sf < 0 || sf > 2 || id == 1 || id < 0 || id > 3) return 0;
-    return mpeg1[sf] >> (id == 3 ? 0 : (id == 2 ? 1 : 2));
+    static const int mpeg1[3] = {44100, 48000, 32000};  // halved for LSF, quartered for MPEG-2.5
+    if (sf < 0 || sf > 2 || id < 0 || id > 3 || id == 1) return 0;
+    return mpeg1[sf] >> (id == 3 ? 0 : 2 - id / 2);
 }
 
 int bitrate_kbps(int id, int layer, int index) {

@@ -14,13 +14,11 @@ class BitWriter {
     // Appends the low n bits of value (0 <= n <= 32), first bit most significant.
     BitWriter &put(uint32_t value, int n);
     BitWriter &put_byte(uint8_t byte) { return put(byte, 8); }
-    BitWriter &put_bytes(const std::vector<uint8_t> &bytes);
     // Appends count bytes of the given value.
     BitWriter &fill(uint8_t value, size_t count);
     // Pads with zero bits up to the next byte boundary.
     BitWriter &align() { return put(0, static_cast<int>((8 - bits_ % 8) % 8)); }
     size_t bit_count() const { return bits_; }
-    size_t byte_count() const { return (bits_ + 7) / 8; }
     // The bytes written so far; a partial last byte is padded with zero bits.
     const std::vector<uint8_t> &bytes() const { return bytes_; }
 

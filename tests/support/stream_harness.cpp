@@ -42,6 +42,12 @@ std::unique_ptr<StreamDecoder> started(std::vector<uint8_t> stream, int block_si
     return d;
 }
 
+void load_reservoir(mp3d::MP3D_Decoder_State *state, const std::vector<uint8_t> &bytes) {
+    std::memcpy(state->reservoir_buffer + 4, bytes.data(), bytes.size());
+    state->res_write_index = static_cast<int32_t>(bytes.size()) + 4;
+    state->res_read_index = 4;
+}
+
 std::vector<int32_t> decode_to_end(StreamDecoder &d, std::vector<MP3D_Frame_Info> *infos,
                                    size_t max_calls) {
     std::vector<int32_t> codes;

@@ -38,7 +38,6 @@ class StreamDecoder {
     std::vector<int32_t> &output() { return output_; }
     int callbacks() const { return callbacks_; }
     int end_reports() const { return end_reports_; }
-    size_t bytes_handed() const { return pos_; }
 
   private:
     // The config comes first so that the callback can find the harness.
@@ -63,6 +62,11 @@ class StreamDecoder {
 
 // A decoder over the stream, initialised (throws when init fails).
 std::unique_ptr<StreamDecoder> started(std::vector<uint8_t> stream, int block_size = 0);
+
+// Puts bytes into the Layer III reservoir of a freshly initialised decoder,
+// behind the four window bytes as a compaction leaves them, with the reader
+// at their first bit.
+void load_reservoir(mp3d::MP3D_Decoder_State *state, const std::vector<uint8_t> &bytes);
 
 // Decodes until the end of stream is reported (at most max_calls calls) and
 // returns every call's code; infos, when given, receives the frame info of
