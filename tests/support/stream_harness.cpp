@@ -1,6 +1,6 @@
 #include "support/stream_harness.h"
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 
 namespace mp3d_test {
@@ -18,7 +18,7 @@ int32_t StreamDecoder::callback(const uint8_t **buffer, int32_t *bytes_left,
     if (self->block_size_ > 0 && static_cast<size_t>(self->block_size_) < n)
         n = static_cast<size_t>(self->block_size_);
     self->block_.reset(new uint8_t[n]);
-    std::memcpy(self->block_.get(), self->stream_.data() + self->pos_, n);
+    std::copy_n(self->stream_.data() + self->pos_, n, self->block_.get());
     self->pos_ += n;
     *buffer = self->block_.get();
     *bytes_left = static_cast<int32_t>(n);
@@ -43,7 +43,7 @@ std::unique_ptr<StreamDecoder> started(std::vector<uint8_t> stream, int block_si
 }
 
 void load_reservoir(mp3d::MP3D_Decoder_State *state, const std::vector<uint8_t> &bytes) {
-    std::memcpy(state->reservoir_buffer + 4, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), state->reservoir_buffer + 4);
     state->res_write_index = static_cast<int32_t>(bytes.size()) + 4;
     state->res_read_index = 4;
 }
