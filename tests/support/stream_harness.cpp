@@ -1,32 +1,24 @@
 #include "support/stream_harness.h"
 
-#include <cstring>
+#include <algorithm>
+#include <stdexcept>
 
 namespace mp3d_test {
-
-StreamDecoder::StreamDecoder(std::vector<uint8_t> stream, int block_size, int end_length)
-    : stream_(std::move(stream)),
-      block_size_(block_size),
-      end_length_(end_length),
-      output_(MP3D_MAX_OUTPUT_WORDS + 16, 0) {
-    feed_.owner = this;
-}
 
 int32_t StreamDecoder::callback(const uint8_t **buffer, int32_t *bytes_left,
                                 MP3D_Decode_Config *config) {
     StreamDecoder *self = reinterpret_cast<Feed *>(config)->owner;
     ++self->callbacks_;
-    const size_t left = self->stream_.size() - self->pos_;
-    if (left == 0) {
+    size_t n = self->stream_.size() - self->pos_;
+    if (n == 0) {
         ++self->end_reports_;
         *bytes_left = self->end_length_;
         return 0;
     }
-    size_t n = left;
     if (self->block_size_ > 0 && static_cast<size_t>(self->block_size_) < n)
         n = static_cast<size_t>(self->block_size_);
     self->block_.reset(new uint8_t[n]);
-    std::memcpy(self->block_.get(), self->stream_.data() + self->pos_, n);
+    std::copy_n(self->stream_.data() + self->pos_, n, self->block_.get());
     self->pos_ += n;
     *buffer = self->block_.get();
     *bytes_left = static_cast<int32_t>(n);
@@ -44,8 +36,28 @@ int32_t StreamDecoder::init() {
     return mp3d_decode_init(&c, &initial_input_);
 }
 
-int32_t StreamDecoder::decode(MP3D_Frame_Info *info) {
-    return mp3d_decode_frame(&feed_.config, info, output_.data());
+std::unique_ptr<StreamDecoder> started(std::vector<uint8_t> stream, int block_size) {
+    auto d = std::make_unique<StreamDecoder>(std::move(stream), block_size);
+    if (d->init() != MP3D_OK) throw std::runtime_error("decoder init failed");
+    return d;
+}
+
+void load_reservoir(mp3d::MP3D_Decoder_State *state, const std::vector<uint8_t> &bytes) {
+    std::copy(bytes.begin(), bytes.end(), state->reservoir_buffer + 4);
+    state->res_write_index = static_cast<int32_t>(bytes.size()) + 4;
+    state->res_read_index = 4;
+}
+
+std::vector<int32_t> decode_to_end(StreamDecoder &d, std::vector<MP3D_Frame_Info> *infos,
+                                   size_t max_calls) {
+    std::vector<int32_t> codes;
+    while (codes.size() < max_calls && (codes.empty() || codes.back() != MP3D_END_OF_STREAM)) {
+        const bool begins = d.state()->granule_index == 0;
+        MP3D_Frame_Info info{};
+        codes.push_back(d.decode(&info));
+        if (begins && codes.back() == MP3D_OK && infos != nullptr) infos->push_back(info);
+    }
+    return codes;
 }
 
 }  // namespace mp3d_test

@@ -17,14 +17,19 @@ class StreamDecoder {
     // block_size: bytes per callback block (0 or less: the whole stream in one
     // block). end_length: the length the callback reports at the end (0 or
     // negative).
-    explicit StreamDecoder(std::vector<uint8_t> stream, int block_size = 0, int end_length = 0);
+    explicit StreamDecoder(std::vector<uint8_t> stream, int block_size = 0, int end_length = 0)
+        : stream_(std::move(stream)), block_size_(block_size), end_length_(end_length) {
+        feed_.owner = this;
+    }
     StreamDecoder(const StreamDecoder &) = delete;
     StreamDecoder &operator=(const StreamDecoder &) = delete;
 
     // Queries, allocates and initialises; returns the init status.
     int32_t init();
     // One mp3d_decode_frame call into the harness's output buffer.
-    int32_t decode(MP3D_Frame_Info *info);
+    int32_t decode(MP3D_Frame_Info *info) {
+        return mp3d_decode_frame(&feed_.config, info, output_.data());
+    }
 
     mp3d::MP3D_Decoder_State *state() {
         return static_cast<mp3d::MP3D_Decoder_State *>(feed_.config.decoder_state);
@@ -33,7 +38,6 @@ class StreamDecoder {
     std::vector<int32_t> &output() { return output_; }
     int callbacks() const { return callbacks_; }
     int end_reports() const { return end_reports_; }
-    size_t bytes_handed() const { return pos_; }
 
   private:
     // The config comes first so that the callback can find the harness.
@@ -47,18 +51,29 @@ class StreamDecoder {
     Feed feed_{};
     std::vector<uint8_t> stream_;
     size_t pos_ = 0;
-    int block_size_;
-    int end_length_;
-    int callbacks_ = 0;
-    int end_reports_ = 0;
-    // Each block is a fresh allocation of exactly its length, so the
-    // sanitizers see any read outside it.
-    std::unique_ptr<uint8_t[]> block_;
-    std::unique_ptr<uint8_t[]> chunk0_;
-    std::unique_ptr<uint8_t[]> chunk1_;
-    std::vector<int32_t> output_;
+    int block_size_, end_length_;
+    int callbacks_ = 0, end_reports_ = 0;
+    // Each block and chunk is a fresh allocation of exactly its length, so
+    // the sanitizers see any access outside it.
+    std::unique_ptr<uint8_t[]> block_, chunk0_, chunk1_;
+    std::vector<int32_t> output_ = std::vector<int32_t>(MP3D_MAX_OUTPUT_WORDS + 16, 0);
     uint8_t initial_input_ = 0;
 };
+
+// A decoder over the stream, initialised (throws when init fails).
+std::unique_ptr<StreamDecoder> started(std::vector<uint8_t> stream, int block_size = 0);
+
+// Puts bytes into the Layer III reservoir of a freshly initialised decoder,
+// behind the four window bytes as a compaction leaves them, with the reader
+// at their first bit.
+void load_reservoir(mp3d::MP3D_Decoder_State *state, const std::vector<uint8_t> &bytes);
+
+// Decodes until the end of stream is reported (at most max_calls calls) and
+// returns every call's code; infos, when given, receives the frame info of
+// each call that began a frame and returned 0.
+std::vector<int32_t> decode_to_end(StreamDecoder &decoder,
+                                   std::vector<MP3D_Frame_Info> *infos = nullptr,
+                                   size_t max_calls = 200);
 
 }  // namespace mp3d_test
 
