@@ -52,7 +52,9 @@ class Stereo : public ::testing::Test {
         return st_.tables.sfBandIndex[3 * st_.header.version + st_.header.sampling_frequency] +
                section;
     }
-    bool ms() const { return (st_.header.mode_extension & 2) != 0; }
+    bool ms() const {
+        return params_.channels == 2 && st_.header.mode == 1 && (st_.header.mode_extension & 2);
+    }
     // Factor pair p: MPEG-1 or LSF (row of scalefac_compress), root2 with middle/side.
     const int32_t *pair(int p) const {
         const int row = gi_.scalefac_compress & 1;
@@ -81,108 +83,84 @@ class Stereo : public ::testing::Test {
     std::array<uint8_t, 52> marks_{};
 };
 
-TEST_F(Stereo, MiddleSideOnlyAndNonJointFrames) {
-    // Mono, stereo and dual-channel frames: spectra and counts untouched.
-    for (auto [mode, channels] : {std::pair{3, 1}, {1, 1}, {0, 2}, {2, 2}}) {
-        SetUp();
-        header(1, 0, 3, mode);
-        params_.channels = static_cast<int16_t>(channels);
-        run(-1);
-        EXPECT_EQ(spec_, orig_) << mode;
-        EXPECT_EQ(st_.nonzero_subbands[0], 7);
-    }
-    // Middle/side alone: every line, unscaled and wrapping; counts equalised.
-    SetUp();
-    header(1, 1, 2);
-    spec_[0] = spec_[576] = INT32_MAX;
-    spec_[575] = INT32_MIN;
-    run(575);
-    expect(0, 575, kNone);
-    EXPECT_EQ(st_.nonzero_subbands[0], 19);
-    EXPECT_EQ(st_.nonzero_subbands[1], 19);
-}
-
-TEST_F(Stereo, LongBlocks) {
-    // Bands lying wholly above the right channel's coded part take their
-    // positions; band 21 takes band 20's. MPEG-1 factors 7 (illegal) and
-    // 8..15 (no factor pair), LSF mark 31 (illegal) and marks no reader
-    // leaves are no intensity. LSF rows follow scalefac_compress.
+TEST_F(Stereo, Blocks) {
+    // Ranges j: long bands (band 21 takes band 20's position); short bands by
+    // window (3 b + w, band 12 takes band 11's); mixed blocks: the long bands,
+    // then short bands 3..12. 'i': intensity with the range's position unless
+    // that is illegal (MPEG-1 factor 7, or 8..15 without a factor pair; LSF
+    // mark 31 or a mark no reader leaves); '-': none. Long blocks: the bands
+    // above the band holding the right channel's last coded line. Short
+    // blocks: each window above its own highest non-zero band. Mixed blocks
+    // coded into the long part walk the long bands with the window flags in
+    // rotation (range 1, flag 1, is non-zero; range 0, flag 2, is zero);
+    // coded into the short part: every range above, unchecked.
+    const std::string none(22, '-'), all(22, 'i');
+    const struct {
+        int version, sampling_frequency, mode, channels, ext, compress, kind, last;
+        std::vector<int> right;  // if given, the only non-zero right lines
+        std::string ranges;
+    } cases[] = {
+        {1, 0, 3, 1, 3, 0, 0, -1, {}, none},  // mono, stereo, dual channel: untouched
+        {1, 0, 1, 1, 3, 0, 0, -1, {}, none},
+        {1, 0, 0, 2, 3, 0, 0, -1, {}, none},
+        {1, 0, 2, 2, 3, 0, 0, -1, {}, none},
+        {1, 1, 1, 2, 2, 0, 0, -1, {}, none},  // middle/side only: every line
+        {1, 0, 1, 2, 1, 0, 0, 575, {}, none},
+        {1, 0, 1, 2, 1, 0, 0, -1, {}, all},
+        {1, 0, 1, 2, 3, 0, 0, -1, {}, all},
+        {2, 2, 1, 2, 1, 0, 0, -1, {}, all},  // LSF rows follow scalefac_compress
+        {2, 2, 1, 2, 3, 1, 0, -1, {}, all},
+        {0, 1, 1, 2, 1, 1, 0, 96, {}, "------------iiiiiiiiii"},  // 96: band 11
+        {0, 1, 1, 2, 3, 0, 0, 96, {}, "------------iiiiiiiiii"},
+        {1, 0, 1, 2, 3, 0, 1, 234, {67, 31, 16, 234}, "----------i--i--i-ii-ii-ii-ii-iiiiiiiii"},
+        {1, 0, 1, 2, 1, 0, 1, 467, {318, 296, 467}, "-----------------------------------ii-i"},
+        {0, 0, 1, 2, 3, 1, 1, 10, {10}, "ii-" + std::string(36, 'i')},
+        {1, 0, 1, 2, 1, 0, 2, 5, {5}, "i-iiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
+        {1, 0, 1, 2, 3, 0, 2, 54, {54}, "-------------iiiiiiiiiiiiiiiiiiiiiiiii"},
+        {0, 2, 1, 2, 1, 0, 2, 40, {40}, "-------iiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
+    };
     const int16_t factors[22] = {3, 1, 7, 3, 4, 9, 6, 5, 4, 3, 15, 1, 0, 1, 2, 3, 4, 5, 6, 0, 7, 6};
     const uint8_t marks[22] = {0,  1, 2, 3,  4,  5,  6,   7,  8, 9,  10,
                                12, 7, 8, 14, 30, 31, 200, 13, 3, 29, 6};
-    const struct {
-        int version, sampling_frequency, ext, last;
-        uint32_t compress;
-    } cases[] = {{1, 0, 1, 575, 0}, {1, 0, 1, -1, 0}, {1, 0, 3, -1, 0}, {2, 2, 1, -1, 0},
-                 {2, 2, 3, -1, 1},  {0, 1, 1, 96, 1}, {0, 1, 3, 96, 0}};  // 96: band 11
     for (const auto &c : cases) {
+        SCOPED_TRACE(&c - cases);
         SetUp();
-        header(c.version, c.sampling_frequency, c.ext);
-        gi_.scalefac_compress = c.compress;
-        std::copy(std::begin(factors), std::end(factors), st_.scalefac[1].scalefac_l);
-        std::copy(std::begin(marks), std::end(marks), marks_.begin());
-        const MP3D_Scale_Factors before = st_.scalefac[1];
-        run(c.last);
-        const int16_t *bnd = bands(kSfbLongSection);
-        int b0 = 0;
-        while (bnd[b0] <= c.last) ++b0;
-        for (int b = 0; b <= 21; ++b) {
-            const int p = c.version == 1 ? factors[std::min(b, 20)] : marks[std::min(b, 20)];
-            expect(bnd[b], bnd[b + 1] - 1, b >= b0 && p < (c.version == 1 ? 7 : 31) ? p : kNone);
-        }
-        EXPECT_EQ(0, memcmp(&before, &st_.scalefac[1], sizeof before));  // kept for scfsi
-        EXPECT_EQ(st_.nonzero_subbands[0], 19);
-    }
-}
-
-TEST_F(Stereo, ShortAndMixedBlocks) {
-    // Ranges j: short bands by window (3 b + w); in mixed blocks the long bands
-    // first, then short bands 3..12. A short block is intensity-coded in each
-    // window above that window's highest non-zero band ('-' marks the ranges
-    // without intensity). Mixed blocks coded into the long part walk the long
-    // bands with the window flags in rotation: range 1 (flag 1) is non-zero,
-    // range 0 (flag 2) zero and so intensity. Coded into the short part: every
-    // range above, unchecked. MPEG-1 factor 7 and LSF mark 31 are illegal.
-    const struct {
-        int version, sampling_frequency, ext, mixed;
-        std::vector<int> right;  // the non-zero right lines, the last one last
-        const char *ranges;
-    } cases[] = {
-        {1, 0, 3, 0, {67, 31, 16, 234}, "----------i--i--i-ii-ii-ii-ii-iiiiiiiii"},  // 44.1 kHz
-        {1, 0, 1, 0, {318, 296, 467}, "-----------------------------------ii-i"},    // band 12
-        {1, 0, 1, 1, {5}, "i-iiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
-        {1, 0, 3, 1, {54}, "-------------iiiiiiiiiiiiiiiiiiiiiiiii"},
-        {0, 2, 1, 1, {40}, "-------iiiiiiiiiiiiiiiiiiiiiiiiiiiii"},  // MPEG-2 16 kHz
-    };
-    for (const auto &c : cases) {
-        SetUp();
-        header(c.version, c.sampling_frequency, c.ext);
-        gi_.window_switching_flag = 1;
-        gi_.block_type = 2;
-        gi_.mixed_block_flag = c.mixed;
+        header(c.version, c.sampling_frequency, c.ext, c.mode);
+        params_.channels = static_cast<int16_t>(c.channels);
+        gi_.scalefac_compress = static_cast<uint32_t>(c.compress);
+        gi_.window_switching_flag = c.kind != 0;
+        gi_.block_type = c.kind != 0 ? 2 : 0;
+        gi_.mixed_block_flag = c.kind == 2;
         MP3D_Scale_Factors &sf = st_.scalefac[1];
-        for (int b = 0; b < 8; ++b) sf.scalefac_l[b] = static_cast<int16_t>(b % 7);
+        std::copy(std::begin(factors), std::end(factors), sf.scalefac_l);
         for (int w = 0; w < 3; ++w)
             for (int b = 0; b < 13; ++b)
                 sf.scalefac_s[w][b] = static_cast<int16_t>((b + 2 * w) % 7);
         sf.scalefac_s[1][7] = 7;
-        for (int i = 0; i < 52; ++i) marks_[i] = static_cast<uint8_t>(i % 5);
-        marks_[6 + 3 * 4 + 1] = 31;  // mixed: band 7, window 1
-        for (int i = 0; i < 576; ++i) spec_[576 + i] = 0;
+        for (int i = 0; i < 52; ++i) marks_[i] = i < 22 ? marks[i] : static_cast<uint8_t>(i % 5);
+        const MP3D_Scale_Factors before = sf;
+        spec_[0] = spec_[576] = INT32_MAX;  // sums and differences wrap
+        spec_[575] = INT32_MIN;
+        for (int i = 0; i < c.last && !c.right.empty(); ++i) spec_[576 + i] = 0;
         for (int line : c.right) spec_[576 + line] = 5;
-        run(c.right.back());
+        run(c.last);
         const bool lsf = c.version != 1;
-        const int n_long = c.mixed ? (lsf ? 6 : 8) : 0, n = static_cast<int>(strlen(c.ranges));
-        const int16_t *bnd = bands(c.mixed ? kSfbMixedSection : kSfbShortSection);
-        ASSERT_EQ(bnd[n], 576);
-        for (int j = 0; j < n; ++j) {
-            const int b = std::min((c.mixed ? 3 : 0) + (j - n_long) / 3, 11), w = (j - n_long) % 3;
-            int p = j < n_long ? (lsf ? marks_[j] : sf.scalefac_l[j])
-                    : lsf      ? marks_[(c.mixed ? 6 + 3 * (b - 3) : 3 * b) + w]
+        const int n_long = c.kind == 0 ? 22 : c.kind == 2 ? (lsf ? 6 : 8) : 0;
+        const int16_t *bnd = bands(c.kind == 0   ? kSfbLongSection
+                                   : c.kind == 1 ? kSfbShortSection
+                                                 : kSfbMixedSection);
+        for (int j = 0; j < static_cast<int>(c.ranges.size()); ++j) {
+            const int b = std::min((c.kind == 2 ? 3 : 0) + (j - n_long) / 3, 11),
+                      w = (j - n_long) % 3;
+            int p = j < n_long ? (lsf ? marks_[std::min(j, 20)] : sf.scalefac_l[std::min(j, 20)])
+                    : lsf      ? marks_[(c.kind == 2 ? 6 + 3 * (b - 3) : 3 * b) + w]
                                : sf.scalefac_s[w][b];
-            if (c.ranges[j] == '-' || p == (lsf ? 31 : 7)) p = kNone;
+            if (c.ranges[j] == '-' || p >= (lsf ? 31 : 7)) p = kNone;
             expect(bnd[j], bnd[j + 1] - 1, p);
         }
+        ASSERT_EQ(bnd[c.ranges.size()], 576);
+        EXPECT_EQ(0, memcmp(&before, &sf, sizeof sf));  // kept for granule 1's scfsi
+        EXPECT_EQ(st_.nonzero_subbands[0], c.mode == 1 && c.channels == 2 ? 19 : 7);
     }
 }
 
