@@ -13,9 +13,7 @@
 #include "support/hybrid_reference.h"
 
 using namespace mp3d;
-using mp3d_test::Reference_Hybrid;
-
-namespace {
+using namespace mp3d_test;
 
 // The folded transforms stay within about 40 units of the exact value for
 // full random granules, whatever their magnitude.
@@ -26,6 +24,7 @@ struct Channel {
     int32_t overlap[2 * 32 * 9] = {};
     uint32_t types[2 * 32] = {};
     int ch;
+    Reference_Hybrid ref;
 
     explicit Channel(int channel, int version = 1, int sampling_frequency = 0, bool ms = false)
         : ch(channel) {
@@ -55,26 +54,17 @@ struct Channel {
         III_hybrid(x.data(), x.data(), ch, &gi, &st);
         return x;
     }
-    void expect_types(uint32_t bt, int long_subbands) const {
-        for (int sb = 0; sb < 32; ++sb) EXPECT_EQ(types[32 * ch + sb], sb < long_subbands ? 0 : bt);
+    // Runs a granule and compares it with the reference, whose long subbands
+    // (block type 0) lie below `longs`; checks the recorded block types.
+    void expect_standard(const std::vector<int32_t> &x, uint32_t bt, uint32_t mixed, int longs,
+                         int alias_limit, double scale) {
+        const std::vector<int32_t> out = run(x, bt, mixed);
+        const std::vector<double> want =
+            ref.granule(x.data(), static_cast<int>(bt), longs, alias_limit, scale);
+        for (int i = 0; i < 576; ++i) ASSERT_NEAR(out[i], want[i], kTolerance) << i;
+        for (int sb = 0; sb < 32; ++sb) ASSERT_EQ(types[32 * ch + sb], sb < longs ? 0 : bt);
     }
 };
-
-// Random values in lines 0..last, zero above.
-std::vector<int32_t> random_granule(std::mt19937 &rng, int last, int32_t magnitude) {
-    std::uniform_int_distribution<int32_t> dist(-magnitude, magnitude);
-    std::vector<int32_t> x(576, 0);
-    for (int i = 0; i <= last; ++i) x[i] = dist(rng);
-    return x;
-}
-
-double worst_error(const std::vector<int32_t> &out, const std::vector<double> &want) {
-    double worst = 0;
-    for (int i = 0; i < 576; ++i) worst = std::max(worst, std::fabs(out[i] - want[i]));
-    return worst;
-}
-
-}  // namespace
 
 TEST(Hybrid, BlockTypeSequencesMatchStandard) {
     // Long, start, short, short, stop, long at full band, then changing
@@ -88,14 +78,10 @@ TEST(Hybrid, BlockTypeSequencesMatchStandard) {
     for (int ms = 0; ms < 2; ++ms)
         for (int ch = 0; ch < 2; ++ch) {
             Channel c(ch, 1, 0, ms);
-            Reference_Hybrid ref;
             for (size_t g = 0; g < std::size(types); ++g) {
-                const int bt = static_cast<int>(types[g]);
-                const std::vector<int32_t> x = random_granule(rng, last[g], 1 << 24);
-                const std::vector<double> want =
-                    ref.granule(x.data(), bt, 0, bt == 2 ? 0 : 31, ms ? M_SQRT1_2 / 4 : 0.25);
-                EXPECT_LT(worst_error(c.run(x, types[g]), want), kTolerance) << ms << ch << g;
-                c.expect_types(types[g], 0);
+                SCOPED_TRACE(testing::Message() << ms << ch << " granule " << g);
+                c.expect_standard(random_words(rng, 576, 1 << 24, last[g] + 1), types[g], 0, 0,
+                                  types[g] == 2 ? 0 : 31, ms ? M_SQRT1_2 / 4 : 0.25);
             }
         }
 }
@@ -107,23 +93,18 @@ TEST(Hybrid, MixedBlocksMatchStandard) {
     // aliased long subband: its spill into the next subband must be
     // transformed. Start and stop blocks with the mixed flag: the normal
     // window below 2 subbands, every butterfly.
-    for (const auto [version, sampling_frequency, long_short] : {std::array{1, 0, 2}, {2, 2, 4}}) {
+    for (const auto [version, sampling_frequency, longs] : {std::array{1, 0, 2}, {2, 2, 4}}) {
         Channel c(0, version, sampling_frequency);
-        Reference_Hybrid ref;
-        std::mt19937 rng(long_short);
+        std::mt19937 rng(longs);
         std::vector<int32_t> spill(576, 0);
-        for (int i = 10; i < 18; ++i)
-            spill[18 * (long_short - 2) + i] = (i & 1 ? 1 : -1) * (1 << 25);
+        for (int i = 10; i < 18; ++i) spill[18 * (longs - 2) + i] = (i & 1 ? 1 : -1) * (1 << 25);
         const std::pair<uint32_t, int> steps[] = {{0, -1},  {2, -2},  {2, 575}, {2, -1},
                                                   {1, 575}, {3, 575}, {0, -1}};
         for (const auto &[bt, last] : steps) {
-            const std::vector<int32_t> x = last == -2 ? spill : random_granule(rng, last, 1 << 24);
-            const int longs = bt == 0 ? 0 : bt == 2 ? long_short : 2;
-            const std::vector<double> want =
-                ref.granule(x.data(), static_cast<int>(bt), longs, bt == 2 ? longs - 1 : 31, 0.25);
-            EXPECT_LT(worst_error(c.run(x, bt, bt != 0), want), kTolerance)
-                << long_short << " " << bt;
-            c.expect_types(bt, longs);
+            SCOPED_TRACE(testing::Message() << longs << " block type " << bt << " last " << last);
+            const int n = bt == 0 ? 0 : bt == 2 ? longs : 2;
+            c.expect_standard(last == -2 ? spill : random_words(rng, 576, 1 << 24, last + 1), bt,
+                              bt != 0, n, bt == 2 ? n - 1 : 31, 0.25);
         }
     }
 }
@@ -145,10 +126,8 @@ TEST(Hybrid, FullScaleInputWrapsWithoutFault) {
     // (the sanitizer build checks), and zero granules then clear the overlap.
     std::mt19937 rng(77);
     Channel c(1, 1, 0, true);
-    for (const auto &[bt, mixed] :
-         {std::pair{0u, 0u}, {1u, 0u}, {2u, 0u}, {2u, 1u}, {3u, 1u}, {3u, 0u}}) {
-        std::vector<int32_t> x(576);
-        for (auto &v : x) v = static_cast<int32_t>(rng());
+    for (const auto &[bt, mixed] : {std::pair{0u, 0u}, {1u, 0u}, {2u, 1u}, {3u, 1u}, {3u, 0u}}) {
+        std::vector<int32_t> x = random_words(rng, 576, INT32_MAX, 576);
         x[0] = x[575] = INT32_MIN;
         c.run(x, bt, mixed);
     }

@@ -7,9 +7,18 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 namespace mp3d_test {
+
+// n words, the first `count` uniformly random in [-magnitude, magnitude], the rest zero.
+inline std::vector<int32_t> random_words(std::mt19937 &rng, int n, int32_t magnitude, int count) {
+    std::uniform_int_distribution<int32_t> dist(-magnitude, magnitude);
+    std::vector<int32_t> v(n, 0);
+    for (int i = 0; i < count; ++i) v[i] = dist(rng);
+    return v;
+}
 
 // y[i] = sum_k X[k] cos(pi/(2n) (2i + 1 + n/2)(2k + 1)) for n/2 inputs taken
 // every `stride` words.
