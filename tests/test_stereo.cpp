@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "decoder/memory_layout.h"
@@ -169,13 +170,12 @@ TEST_F(Stereo, Blocks) {
 // checks the reads), and every line is left alone, middle/side, or intensity
 // with a stored pair.
 TEST_F(Stereo, HostilePositionsStayInsideTheTables) {
-    uint32_t seed = 99;
-    auto next = [&seed](uint32_t n) { return ((seed = seed * 1664525u + 1013904223u) >> 8) % n; };
+    std::mt19937 rng(99);
+    auto next = [&rng](uint32_t n) { return static_cast<int>(rng() % n); };
     for (int trial = 0; trial < 400; ++trial) {
         SetUp();
-        const int version = static_cast<int>(next(3)),
-                  sampling_frequency = static_cast<int>(next(3));
-        header(version, sampling_frequency, 1 + static_cast<int>(next(3)));
+        const int version = next(3), sampling_frequency = next(3);
+        header(version, sampling_frequency, 1 + next(3));
         gi_.window_switching_flag = next(2);
         gi_.block_type = next(4);
         gi_.mixed_block_flag = next(2);
@@ -185,7 +185,7 @@ TEST_F(Stereo, HostilePositionsStayInsideTheTables) {
         for (auto &w : sf.scalefac_s)
             for (int16_t &v : w) v = static_cast<int16_t>(next(16));
         for (uint8_t &m : marks_) m = static_cast<uint8_t>(next(256));
-        const int last = static_cast<int>(next(577)) - 1;
+        const int last = next(577) - 1;
         if (next(2))
             for (int i = 0; i <= last; ++i) spec_[576 + i] = next(4) == 0;
         run(last);

@@ -13,8 +13,7 @@
 #include "kernels/subband_fdct32.h"
 #include "kernels/subband_window.h"
 
-namespace mp3d {
-namespace {
+using namespace mp3d;
 
 constexpr int32_t kSentinel = 0x5A5A5A5A;
 
@@ -29,7 +28,7 @@ constexpr double kDctNoise = 160.0;
 
 // X[j] = sum_n x[n] cos((2n + 1) j pi / 64) over the subbands of one slot
 // (stride 18), the odd subbands negated at odd parity.
-double cosine_sum(const int32_t *slot, int parity, int j) {
+static double cosine_sum(const int32_t *slot, int parity, int j) {
     double x = 0.0;
     for (int n = 0; n < 32; ++n)
         x += (parity & n & 1 ? -1.0 : 1.0) * slot[18 * n] * std::cos((2 * n + 1) * j * M_PI / 64);
@@ -82,6 +81,3 @@ TEST(SubbandDct, InvertingFormEqualsPlainFormOfNegatedOddSubbands) {
         ASSERT_EQ(a, b) << trial;
     }
 }
-
-}  // namespace
-}  // namespace mp3d

@@ -4,7 +4,6 @@
 #ifndef MP3D_TESTS_SUPPORT_HYBRID_REFERENCE_H
 #define MP3D_TESTS_SUPPORT_HYBRID_REFERENCE_H
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <random>
@@ -39,21 +38,6 @@ inline double iso_window(int block_type, int i) {
     return sine(36, i);
 }
 
-// The 36 windowed values of one subband; short input is interleaved (window
-// w, line k at w + 3 k).
-inline std::array<double, 36> iso_block(const double *x, int block_type) {
-    std::array<double, 36> z{};
-    if (block_type != 2) {
-        const std::vector<double> y = iso_imdct(x, 36);
-        for (int i = 0; i < 36; ++i) z[i] = y[i] * iso_window(block_type, i);
-    }
-    for (int w = 0; w < 3 && block_type == 2; ++w) {
-        const std::vector<double> y = iso_imdct(x + w, 12, 3);
-        for (int i = 0; i < 12; ++i) z[6 + 6 * w + i] += y[i] * iso_window(2, i);
-    }
-    return z;
-}
-
 // One channel across granules. Subbands below long_subbands use block type 0;
 // butterflies at sb|sb+1 for sb < alias_limit. Returns the outputs times scale.
 struct Reference_Hybrid {
@@ -71,7 +55,16 @@ struct Reference_Hybrid {
                 x[18 * sb + 18 + i] = up * cs + lo * ca;
             }
         for (int sb = 0; sb < 32; ++sb) {
-            const auto z = iso_block(&x[18 * sb], sb < long_subbands ? 0 : block_type);
+            // The 36 windowed values; short input is interleaved (window w,
+            // line k at w + 3 k).
+            const int bt = sb < long_subbands ? 0 : block_type;
+            const std::vector<double> y = iso_imdct(&x[18 * sb], 36);
+            double z[36] = {};
+            for (int i = 0; i < 36 && bt != 2; ++i) z[i] = y[i] * iso_window(bt, i);
+            for (int w = 0; w < 3 && bt == 2; ++w) {
+                const std::vector<double> s = iso_imdct(&x[18 * sb + w], 12, 3);
+                for (int i = 0; i < 12; ++i) z[6 + 6 * w + i] += s[i] * iso_window(2, i);
+            }
             for (int i = 0; i < 18; ++i) {
                 out[18 * sb + i] = (z[i] + overlap[sb][i]) * scale;
                 overlap[sb][i] = z[18 + i];
