@@ -218,9 +218,9 @@ TEST_F(HuffmanDequant, CubeRootPrecisionAndRange) {
     }
     // Out-of-range arguments stay inside the tables.
     const int32_t scale = st_.scale_fac_table_lf[0];
-    EXPECT_EQ(dequant_greaterthan63(-5, scale, 15, &st_), 0);
-    EXPECT_EQ(dequant_greaterthan63(1 << 30, scale, 15, &st_),
-              dequant_greaterthan63(32767, scale, 15, &st_));
+    EXPECT_EQ(dequant_greaterthan63(-5, scale, -15, &st_), 0);
+    EXPECT_EQ(dequant_greaterthan63(1 << 30, scale, -15, &st_),
+              dequant_greaterthan63(32767, scale, -15, &st_));
 }
 
 TEST_F(HuffmanDequant, QuadValuesBitCountsAndBands) {
