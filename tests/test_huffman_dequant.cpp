@@ -3,6 +3,7 @@
 // handling, reservoir write-back, and reads bounded by the reservoir.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <random>

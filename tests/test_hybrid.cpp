@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 
 #include "decoder/hybrid.h"
 #include "decoder/memory_layout.h"
@@ -46,8 +47,7 @@ struct Channel {
             int last = 575;
             while (last >= 0 && x[last] == 0) --last;
             st.prev_nonzero_subbands[ch] = st.nonzero_subbands[ch];
-            st.nonzero_subbands[ch] =
-                static_cast<int16_t>(last < 0 ? 1 : last / 18 + 1 + (last % 18 >= 10));
+            st.nonzero_subbands[ch] = int16_t(last < 0 ? 1 : last / 18 + 1 + (last % 18 >= 10));
         }
         III_hybrid(x.data(), x.data(), ch, &gi, &st);
         return x;

@@ -2,14 +2,14 @@
 // against the formulas of ISO/IEC 11172-3 evaluated in double precision.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "decoder/tables/imdct_tables.h"
 #include "kernels/imdct_winola.h"
 #include "support/hybrid_reference.h"
 
 using namespace mp3d;
-using mp3d_test::iso_window;
-
-using mp3d_test::random_words;
+using namespace mp3d_test;
 
 // The folded transform carries the rounding of every product through running
 // sums and quadruplings: random full inputs stay within about 80 units of the
@@ -28,9 +28,9 @@ TEST(Imdct, Long36MatchesFormula) {
                     std::vector<int32_t> x = random_words(rng, 18, 1 << 26, 18);
                     const std::vector<int32_t> o = random_words(rng, 9, 1 << 27, 9);
                     const std::vector<double> y =
-                        mp3d_test::iso_imdct(std::vector<double>(x.begin(), x.end()).data(), 36);
+                        iso_imdct(std::vector<double>(x.begin(), x.end()).data(), 36);
                     std::vector<int32_t> ovl = o;
-                    std::array<int32_t, 18> out{};
+                    std::vector<int32_t> out(18);
                     imdct_lee_36(
                         x.data(), out.data(),
                         plain ? coef_cos_long_interleaved : coef_cos_long_root2_interleaved,

@@ -41,8 +41,7 @@ TEST(SubbandDct, HalfGranulesMatchCosineSum) {
     // with the frequency inversion of the slot's index 9 half + k. No other
     // word of the history changes.
     std::mt19937 rng(1234);
-    double sum_sq = 0.0;
-    long count = 0;
+    double sum_sq = 0.0, count = 0;
     for (int trial = 0; trial < 60; ++trial) {
         const int32_t amplitude = 1 << (10 + 8 * (trial % 3));
         std::uniform_int_distribution<int32_t> dist(-amplitude, amplitude);

@@ -38,8 +38,7 @@ TEST(SynthesisWindow, MatchesStandardSynthesis) {
     const std::vector<int32_t> d = load_window();
     if (d.empty()) GTEST_SKIP() << "reference data not found under " MP3D_SHARED_DIR;
     std::mt19937 rng(2024);
-    double sum_sq = 0.0;
-    long compared = 0, clamped = 0;
+    double sum_sq = 0.0, compared = 0, clamped = 0;
     for (int32_t amplitude : {1 << 16, 1 << 22, 1 << 24, 1 << 25}) {
         std::vector<double> v(1024, 0.0);
         std::vector<int32_t> synthesis(768, 0), pcm(288), samples(576);
