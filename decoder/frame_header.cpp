@@ -57,8 +57,10 @@ int32_t get_frame_params(MP3D_Frame_Header *header, MP3D_Decoder_State *state) {
 int32_t handle_free_bitrate(MP3D_Decoder_State *state) {
     MP3D_Frame_Header *header = &state->header;
     const uint32_t start = state->bits_consumed;
+    // The padding of the frame being measured: headers rejected on the way
+    // (fixed-bitrate candidates inside the frame) overwrite the record.
+    const int padding = header->padding_bit;
     while (!state->end_of_bitstream) {
-        const int padding = header->padding_bit;
         const int32_t status = get_frame_params(header, state);
         // Unsigned distance: a reset inside the search (reserved version id)
         // restarts the position count, which reads as a huge distance and ends

@@ -4,33 +4,27 @@
 // ThreadSanitizer in CI (tools/ci/jobs/30-threads.sh).
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <latch>
 #include <thread>
 
 #include "harness/accuracy_core.h"
 #include "harness/decode_run.h"
-#include "support/accuracy.h"
+#include "support/pinned_checksums.h"
 
 TEST(Threads, EightDecodersMatchTheirSequentialOutput) {
     constexpr size_t kThreads = 8;
-    std::string text, error;
-    const std::string list = mp3d_test::source_dir() + "/tests/fixtures/checksums.txt";
-    ASSERT_TRUE(mp3d_test::read_text_file(list, text)) << list;
-    std::vector<mp3d_test::PinnedChecksum> pins, present;
-    ASSERT_TRUE(mp3d_test::parse_checksums(text, pins, &error)) << error;
-    for (const auto &pin : pins)
-        if (std::filesystem::exists(mp3d_test::resolve_repo_path(pin.path))) present.push_back(pin);
+    std::vector<mp3d_test::PinnedStream> present;
+    std::string error;
+    ASSERT_TRUE(mp3d_test::pinned_streams(present, error)) << error;
     ASSERT_GE(present.size(), kThreads) << "too few pinned streams present";
 
     // Streams spread evenly over the list: Layer III and Layer II fixtures,
     // and the conformance streams when they are present.
-    std::vector<mp3d_test::PinnedChecksum> chosen;
+    std::vector<mp3d_test::PinnedStream> chosen;
     std::vector<std::vector<uint8_t>> data(kThreads);
     for (size_t i = 0; i < kThreads; ++i) {
         chosen.push_back(present[i * present.size() / kThreads]);
-        const std::string path = mp3d_test::resolve_repo_path(chosen[i].path);
-        ASSERT_TRUE(mp3d_tools::read_file(path, data[i], &error)) << error;
+        ASSERT_TRUE(mp3d_tools::read_file(chosen[i].path, data[i], &error)) << error;
     }
 
     std::vector<uint64_t> hashes(kThreads, 0);
@@ -48,6 +42,5 @@ TEST(Threads, EightDecodersMatchTheirSequentialOutput) {
     }
     for (auto &thread : threads) thread.join();
     for (size_t i = 0; i < kThreads; ++i)
-        EXPECT_EQ(mp3d_tools::hash_hex(hashes[i]), mp3d_tools::hash_hex(chosen[i].hash))
-            << chosen[i].path;
+        EXPECT_EQ(mp3d_tools::hash_hex(hashes[i]), chosen[i].hash) << chosen[i].path;
 }
