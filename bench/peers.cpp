@@ -1,6 +1,5 @@
 #include "peers.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "mp3d.h"
@@ -16,6 +15,10 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
 }
+#endif
+
+#ifndef MP3D_BENCH_SELF_NAME
+#define MP3D_BENCH_SELF_NAME "mp3d"
 #endif
 
 namespace mp3d_bench {
@@ -58,12 +61,12 @@ DecodeResult decode_mp3d(const Stream &stream, void (*before_release)()) {
     in.size = static_cast<int32_t>(stream.size);
     in.config.input_callback = mp3d_input;
     if (mp3d_query_dec_mem(&in.config) != MP3D_OK) return r;
-    // The chunks come from the heap of the application, as the library asks.
-    void *chunk[2];
+    // The application's chunks: static storage here, so that any heap use
+    // seen during a decode would be the library's own.
+    alignas(16) static uint8_t chunk_store[2][32768];
     for (int i = 0; i < 2; ++i) {
-        chunk[i] = std::aligned_alloc(
-            16, (static_cast<size_t>(in.config.mem_info[i].size) + 15) & ~static_cast<size_t>(15));
-        in.config.mem_info[i].base = chunk[i];
+        if (in.config.mem_info[i].size > static_cast<int32_t>(sizeof(chunk_store[i]))) return r;
+        in.config.mem_info[i].base = chunk_store[i];
     }
     if (mp3d_decode_init(&in.config, in.data) == MP3D_OK) {
         static int32_t pcm[MP3D_MAX_OUTPUT_WORDS];
@@ -85,8 +88,6 @@ DecodeResult decode_mp3d(const Stream &stream, void (*before_release)()) {
         r.ok = r.samples > 0;
         if (before_release != nullptr) before_release();
     }
-    std::free(chunk[0]);
-    std::free(chunk[1]);
     return r;
 }
 
@@ -255,7 +256,7 @@ DecodeResult decode_avcodec_float(const Stream &stream, void (*before_release)()
 
 std::vector<Decoder> all_decoders() {
     std::vector<Decoder> d;
-    d.push_back({"mp3d", decode_mp3d});
+    d.push_back({MP3D_BENCH_SELF_NAME, decode_mp3d});
 #ifdef MP3D_BENCH_HAVE_MPG123
     d.push_back({"mpg123", decode_mpg123});
     d.push_back({"mpg123-generic", decode_mpg123_generic});
