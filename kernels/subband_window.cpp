@@ -83,15 +83,50 @@ inline void window_pair(const int32_t *u, const int32_t *l, const int32_t *w, in
 
 void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
                          const int32_t *window, int32_t *pcm) {
-    // One slot's pair of outputs at a time: few enough live values that the
-    // accumulators, the tap values and the coefficients all stay in registers.
-    for (int slot = 0; slot < 4; ++slot) {
-        const int32_t *upper = upper_own - slot;
-        const int32_t *lower = lower_other - slot;
-        int32_t *out = pcm + 64 * slot;
-        const int32_t *w = window + 10;
-        for (int j = 1; j < 16; ++j, w += 20)
-            window_pair(upper + 12 * j, lower + 12 * (j - 1), w, out, j);
+    // Per output pair j, 32 - j the window words are unpacked once into
+    // sign-extended coefficients (the halves of the pair words, the full
+    // words of the large taps) and serve all four slots; one slot's pair of
+    // outputs at a time keeps the tap values and sums in registers.
+    const int32_t *w = window + 10;
+    for (int j = 1; j < 16; ++j, w += 20) {
+        // c[k][0], c[k][1]: even-age and odd-age coefficients of tap k for
+        // output j (set 0) and 32 - j (set 1).
+        int64_t c[2][8][2];
+        for (int set = 0; set < 2; ++set) {
+            for (int k = 0; k < 3; ++k) {
+                const int32_t first = w[2 * k + set], last = w[14 + 2 * k + set];
+                c[set][k][0] = high_half(first);
+                c[set][k][1] = low_half(first);
+                c[set][5 + k][0] = high_half(last);
+                c[set][5 + k][1] = low_half(last);
+            }
+            for (int k = 0; k < 2; ++k) {
+                c[set][3 + k][0] = w[6 + 4 * k + 2 * set];
+                c[set][3 + k][1] = w[7 + 4 * k + 2 * set];
+            }
+        }
+        for (int slot = 0; slot < 4; ++slot) {
+            const int32_t *u = upper_own - slot + 12 * j;
+            const int32_t *l = lower_other - slot + 12 * (j - 1);
+            int32_t *out = pcm + 64 * slot;
+            for (int set = 0; set < 2; ++set) {
+                const int64_t(*cs)[2] = c[set];
+                auto small = [&](int k) {
+                    return wrap_add(static_cast<int32_t>((u[k] * cs[k][0]) >> 16),
+                                    static_cast<int32_t>((l[k] * cs[k][1]) >> 16));
+                };
+                auto large = [&](int k) {
+                    const int64_t round = int64_t{1} << 31;
+                    return wrap_add(static_cast<int32_t>((u[k] * cs[k][0] + round) >> 32),
+                                    static_cast<int32_t>((l[k] * cs[k][1] + round) >> 32));
+                };
+                const int32_t first = wrap_add(wrap_add(small(0), small(1)), small(2));
+                const int32_t mid = wrap_add(first >> 2, wrap_add(large(3), large(4)));
+                const int32_t acc =
+                    wrap_add(wrap_shl(mid, 2), wrap_add(wrap_add(small(5), small(6)), small(7)));
+                out[set == 0 ? j : 32 - j] = to_pcm(acc);
+            }
+        }
     }
 }
 
