@@ -75,6 +75,18 @@ elif command -v valgrind >/dev/null; then
     total=$(sed -n 's/^totals: //p' "$f")
     echo "$part|$total"
   done >"$tmp/count.txt"
+  # Where mp3d's instructions go: the exclusive profile of the 128 kbit/s
+  # stream, portable build.
+  prof=$(grep -l "^desc: Trigger: Client Request: l3_44k_joint_128.mp3|mp3d|" "$tmp"/cg.*.* |
+         head -1 || true)
+  if [ -n "$prof" ] && command -v callgrind_annotate >/dev/null; then
+    callgrind_annotate --threshold=100 "$prof" 2>/dev/null | grep 'mp3d::' | head -14 |
+      awk '{ir = $1; match($0, /\( *[0-9.]+%\)/); pct = substr($0, RSTART + 1, RLENGTH - 2);
+            gsub(/ /, "", pct); name = substr($0, RSTART + RLENGTH);
+            sub(/^ +/, "", name); sub(/^\?\?\?:/, "", name); sub(/^void /, "", name);
+            gsub(/\(anonymous namespace\)::/, "", name); sub(/\(.*$/, "", name);
+            printf "| `%s` | %s | %s |\n", name, ir, pct}' >"$tmp/profile.md"
+  fi
 fi
 
 echo "report.sh: kernels and memory..." >&2
@@ -153,6 +165,16 @@ peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n {print $NF; exit}'; }
     echo "| --- | --- | ---: | ---: |"
     sort -t'|' -s -k1,1 "$tmp/count.txt" |
       awk -F'|' '$3 > 0 {printf "| %s | %s | %.1fM | %.1f |\n", $1, $2, $4 / 1e6, $4 / $3}'
+  fi
+  if [ -s "$tmp/profile.md" ]; then
+    echo
+    echo "## Profile of mp3d (portable build, 128 kbit/s stream)"
+    echo
+    echo "Exclusive instructions per function (callgrind), for one decode of the stream."
+    echo
+    echo "| function | instructions | share |"
+    echo "| --- | ---: | ---: |"
+    cat "$tmp/profile.md"
   fi
   if [ -s "$tmp/kernels.txt" ]; then
     echo
