@@ -85,7 +85,7 @@ elif command -v valgrind >/dev/null; then
             gsub(/ /, "", pct); name = substr($0, RSTART + RLENGTH);
             sub(/^ +/, "", name); sub(/^\?\?\?:/, "", name); sub(/^void /, "", name);
             gsub(/\(anonymous namespace\)::/, "", name); sub(/\(.*$/, "", name);
-            printf "| `%s` | %s | %s |\n", name, ir, pct}' >"$tmp/profile.md"
+            printf "| `%s` | %s | %s |\n", name, ir, pct}' >"$tmp/profile.md" || true
   fi
 fi
 
@@ -114,7 +114,7 @@ fi
 # Constant tables: read-only data of the library's objects.
 rodata() { size -A "$@" 2>/dev/null | awk '$1 ~ /^\.rodata|^\.data\.rel\.ro/ {s += $2} END {print s + 0}'; }
 const_mp3d=$(rodata "$build/libmp3d.a")
-peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n {print $NF; exit}'; }
+peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 1}'; }
 
 {
   echo "# Performance"
