@@ -46,21 +46,19 @@ constexpr int32_t mulhi_round(int32_t a, int32_t b) {
     return static_cast<int32_t>((p + (int64_t{1} << 31)) >> 32);
 }
 
-// (acc*2^32 + a*b + 2^31) >> 32 computed in 64 bits, wrapping.
+// (acc*2^32 + a*b + 2^31) >> 32 computed in 64 bits, wrapping. The low word
+// of acc*2^32 passes the sum unchanged, so this is acc plus the rounded upper
+// word of the product: written that way, sums of several products are plain
+// wrapping additions that the compiler may reorder for parallel execution.
 constexpr int32_t mulhi_round_add(int32_t acc, int32_t a, int32_t b) {
-    const uint64_t hi = static_cast<uint64_t>(static_cast<uint32_t>(acc)) << 32;
-    const uint64_t p = static_cast<uint64_t>(static_cast<int64_t>(a) * b);
-    const uint64_t s = hi + p + (uint64_t{1} << 31);
-    return static_cast<int32_t>(static_cast<uint32_t>(s >> 32));
+    return wrap_add(acc, mulhi_round(a, b));
 }
 
 // (acc*2^32 - a*b + 2^31) >> 32 computed in 64 bits, wrapping: one rounding of
-// the difference.
+// the difference, i.e. acc plus the upper word of 2^31 - a*b (exact in 64 bits).
 constexpr int32_t mulhi_round_sub(int32_t acc, int32_t a, int32_t b) {
-    const uint64_t hi = static_cast<uint64_t>(static_cast<uint32_t>(acc)) << 32;
-    const uint64_t p = static_cast<uint64_t>(static_cast<int64_t>(a) * b);
-    const uint64_t s = hi - p + (uint64_t{1} << 31);
-    return static_cast<int32_t>(static_cast<uint32_t>(s >> 32));
+    const int64_t p = static_cast<int64_t>(a) * b;
+    return wrap_add(acc, static_cast<int32_t>(((int64_t{1} << 31) - p) >> 32));
 }
 
 // Mul(a, c) = 2 * mulhi_round(a, c) for a Q31 coefficient c, wrapping.

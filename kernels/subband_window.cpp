@@ -73,29 +73,6 @@ inline int32_t window_sample16(const int32_t *odd, const int32_t *w) {
     return to_pcm(acc);
 }
 
-// Accumulators of outputs j and 32 - j for two slots (A and B, B one column
-// lower) over one tap: u and l point at tap i of slot A, u[-1] and l[-1] at
-// tap i of slot B.
-struct Quad {
-    int32_t aj, ak, bj, bk;
-};
-
-inline void add_small_tap(Quad &q, const int32_t *u, const int32_t *l, int32_t wj, int32_t wk) {
-    q.aj = wrap_add(q.aj, mulw_pair(u[0], l[0], wj));
-    q.ak = wrap_add(q.ak, mulw_pair(u[0], l[0], wk));
-    q.bj = wrap_add(q.bj, mulw_pair(u[-1], l[-1], wj));
-    q.bk = wrap_add(q.bk, mulw_pair(u[-1], l[-1], wk));
-}
-
-// w: the full words (even-age, odd-age) of output j at w[0], w[1] and of
-// output 32 - j at w[2], w[3].
-inline void add_large_tap(Quad &q, const int32_t *u, const int32_t *l, const int32_t *w) {
-    q.aj = mulhi_round_add(mulhi_round_add(q.aj, u[0], w[0]), l[0], w[1]);
-    q.ak = mulhi_round_add(mulhi_round_add(q.ak, u[0], w[2]), l[0], w[3]);
-    q.bj = mulhi_round_add(mulhi_round_add(q.bj, u[-1], w[0]), l[-1], w[1]);
-    q.bk = mulhi_round_add(mulhi_round_add(q.bk, u[-1], w[2]), l[-1], w[3]);
-}
-
 // The pair j, 32 - j of one slot (slot 8 of a half).
 inline void window_pair(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *pcm, int j) {
     pcm[j] = window_sample(u, l, w, w + 6, w + 10, w + 14, 2);
@@ -106,30 +83,49 @@ inline void window_pair(const int32_t *u, const int32_t *l, const int32_t *w, in
 
 void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
                          const int32_t *window, int32_t *pcm) {
-    for (int pair = 0; pair < 2; ++pair) {
-        const int32_t *upper = upper_own - 2 * pair;
-        const int32_t *lower = lower_other - 2 * pair;
-        int32_t *out_a = pcm + 128 * pair;
-        int32_t *out_b = out_a + 64;
-        const int32_t *w = window + 10;
-        for (int j = 1; j < 16; ++j, w += 20) {
-            const int32_t *u = upper + 12 * j;
-            const int32_t *l = lower + 12 * (j - 1);
-            Quad q{0, 0, 0, 0};
-            add_small_tap(q, u, l, w[0], w[1]);
-            add_small_tap(q, u + 1, l + 1, w[2], w[3]);
-            add_small_tap(q, u + 2, l + 2, w[4], w[5]);
-            q = {q.aj >> 2, q.ak >> 2, q.bj >> 2, q.bk >> 2};
-            add_large_tap(q, u + 3, l + 3, w + 6);
-            add_large_tap(q, u + 4, l + 4, w + 10);
-            q = {wrap_shl(q.aj, 2), wrap_shl(q.ak, 2), wrap_shl(q.bj, 2), wrap_shl(q.bk, 2)};
-            add_small_tap(q, u + 5, l + 5, w[14], w[15]);
-            add_small_tap(q, u + 6, l + 6, w[16], w[17]);
-            add_small_tap(q, u + 7, l + 7, w[18], w[19]);
-            out_a[j] = to_pcm(q.aj);
-            out_a[32 - j] = to_pcm(q.ak);
-            out_b[j] = to_pcm(q.bj);
-            out_b[32 - j] = to_pcm(q.bk);
+    // Per output pair j, 32 - j the window words are unpacked once into
+    // sign-extended coefficients (the halves of the pair words, the full
+    // words of the large taps) and serve all four slots; one slot's pair of
+    // outputs at a time keeps the tap values and sums in registers.
+    const int32_t *w = window + 10;
+    for (int j = 1; j < 16; ++j, w += 20) {
+        // c[k][0], c[k][1]: even-age and odd-age coefficients of tap k for
+        // output j (set 0) and 32 - j (set 1).
+        int64_t c[2][8][2];
+        for (int set = 0; set < 2; ++set) {
+            for (int k = 0; k < 3; ++k) {
+                const int32_t first = w[2 * k + set], last = w[14 + 2 * k + set];
+                c[set][k][0] = high_half(first);
+                c[set][k][1] = low_half(first);
+                c[set][5 + k][0] = high_half(last);
+                c[set][5 + k][1] = low_half(last);
+            }
+            for (int k = 0; k < 2; ++k) {
+                c[set][3 + k][0] = w[6 + 4 * k + 2 * set];
+                c[set][3 + k][1] = w[7 + 4 * k + 2 * set];
+            }
+        }
+        for (int slot = 0; slot < 4; ++slot) {
+            const int32_t *u = upper_own - slot + 12 * j;
+            const int32_t *l = lower_other - slot + 12 * (j - 1);
+            int32_t *out = pcm + 64 * slot;
+            for (int set = 0; set < 2; ++set) {
+                const int64_t(*cs)[2] = c[set];
+                auto small = [&](int k) {
+                    return wrap_add(static_cast<int32_t>((u[k] * cs[k][0]) >> 16),
+                                    static_cast<int32_t>((l[k] * cs[k][1]) >> 16));
+                };
+                auto large = [&](int k) {
+                    const int64_t round = int64_t{1} << 31;
+                    return wrap_add(static_cast<int32_t>((u[k] * cs[k][0] + round) >> 32),
+                                    static_cast<int32_t>((l[k] * cs[k][1] + round) >> 32));
+                };
+                const int32_t first = wrap_add(wrap_add(small(0), small(1)), small(2));
+                const int32_t mid = wrap_add(first >> 2, wrap_add(large(3), large(4)));
+                const int32_t acc =
+                    wrap_add(wrap_shl(mid, 2), wrap_add(wrap_add(small(5), small(6)), small(7)));
+                out[set == 0 ? j : 32 - j] = to_pcm(acc);
+            }
         }
     }
 }

@@ -1,0 +1,152 @@
+// Micro-benchmarks of the hot kernels on synthetic data (Google Benchmark):
+// the big-value pair kernel per code table, the count1 kernel, the 36- and
+// 12-point IMDCT with windowing, the 32-point DCT and the synthesis window.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "decoder/decoder_state.h"
+#include "decoder/memory_layout.h"
+#include "decoder/polyphase_synthesis.h"
+#include "decoder/tables/huffman_tables.h"
+#include "decoder/tables/imdct_tables.h"
+#include "decoder/tables/synthesis_tables.h"
+#include "kernels/huffman_dequant.h"
+#include "kernels/imdct_winola.h"
+#include "kernels/subband_fdct32.h"
+
+using namespace mp3d;
+
+namespace {
+
+// MPEG-1 44.1 kHz long bands.
+const int16_t kLongBands[23] = {0,  4,  8,   12,  16,  20,  24,  30,  36,  44,  52, 62,
+                                74, 90, 110, 134, 162, 196, 238, 288, 342, 418, 576};
+
+struct Fixture {
+    MP3D_Decoder_State state{};
+    std::vector<uint8_t> reservoir;
+    std::vector<int32_t> out = std::vector<int32_t>(576);
+    int32_t exponents[22];
+    explicit Fixture(uint32_t seed) : reservoir(kReservoirBytes) {
+        MP3D_init_tables(&state);
+        std::mt19937 rng(seed);
+        for (uint8_t &b : reservoir) b = static_cast<uint8_t>(rng());
+        state.reservoir_buffer = reservoir.data();
+        for (int b = 0; b < 22; ++b) exponents[b] = -40 - (b % 7);
+    }
+    // Reader at bit 0 with a full window.
+    void rewind() {
+        state.res_read_index = 4;
+        state.res_bits_in_window = 32;
+        state.res_window = (uint32_t{reservoir[0]} << 24) | (uint32_t{reservoir[1]} << 16) |
+                           (uint32_t{reservoir[2]} << 8) | reservoir[3];
+    }
+};
+
+std::vector<int32_t> random_words(size_t n, int bits, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<int32_t> v(n);
+    for (int32_t &x : v) x = static_cast<int32_t>(rng()) >> (32 - bits);
+    return v;
+}
+
+// One granule's big values (576 lines) from random bits with one code table.
+void BM_BigValuePairs(benchmark::State &st) {
+    Fixture f(7);
+    const Huffman_Pair_Table_Entry &t = Huffman_Pair_Table_Info[st.range(0)];
+    MP3D_Pair_Region region{t.code_table, t.linbits, 0, 22, kLongBands, f.exponents, 576};
+    int32_t band = 0, stop = 0;
+    for (auto _ : st) {
+        f.rewind();
+        benchmark::DoNotOptimize(
+            Huf_dec_dequant_region_pair(f.out.data(), &region, &f.state, &band, &stop));
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 576);
+}
+BENCHMARK(BM_BigValuePairs)->Arg(1)->Arg(7)->Arg(13)->Arg(15)->Arg(24);
+
+// Count1 quadruples over up to 576 lines (table A or B).
+void BM_Count1(benchmark::State &st) {
+    Fixture f(11);
+    MP3D_Quad_Region region{
+        Huffman_Quad_Table_Info[st.range(0)], 1200, 0, kLongBands, f.exponents, 0};
+    int32_t lines = 0;
+    for (auto _ : st) {
+        f.rewind();
+        benchmark::DoNotOptimize(Huf_dec_dequant_quadplex(f.out.data(), &region, &f.state, &lines));
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 576);
+}
+BENCHMARK(BM_Count1)->Arg(0)->Arg(1);
+
+// 32 long subbands: alias reduction, 36-point IMDCT, window, overlap-add.
+void BM_Imdct36(benchmark::State &st) {
+    Fixture f(3);
+    const std::vector<int32_t> in = random_words(576 + 8, 24, 5);
+    std::vector<int32_t> x(in.size()), ovl = random_words(32 * 9, 24, 6);
+    for (auto _ : st) {
+        x = in;
+        for (int sb = 0; sb < 32; ++sb)
+            imdct_lee_36(x.data() + 18 * sb, x.data() + 18 * sb,
+                         f.state.tables.coef_cos_long_root2_interleaved, idctlee_III_coeff, sb < 31,
+                         ovl.data() + 9 * sb, 0, 0, f.state.tables.Cs_Ca_tbl_lf,
+                         f.state.tables.imdct_win_lf);
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 576);
+}
+BENCHMARK(BM_Imdct36);
+
+// 32 short subbands: three 12-point IMDCTs and the short windowing.
+void BM_Imdct12(benchmark::State &st) {
+    Fixture f(3);
+    const std::vector<int32_t> in = random_words(576, 24, 8);
+    std::vector<int32_t> out(576), ovl = random_words(32 * 9, 24, 9);
+    for (auto _ : st) {
+        for (int sb = 0; sb < 32; ++sb) {
+            int32_t s[18];
+            for (int w = 0; w < 3; ++w)
+                imdct_lee_12(in.data() + 18 * sb + w, s + 6 * w,
+                             f.state.tables.coef_cos_short_root2_interleaved);
+            window_convert(s, out.data() + 18 * sb, ovl.data() + 9 * sb, 2, 2,
+                           f.state.tables.imdct_win_lf);
+        }
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 576);
+}
+BENCHMARK(BM_Imdct12);
+
+// The DCT stage of half a granule: nine 32-point DCTs into the history.
+void BM_Dct32(benchmark::State &st) {
+    const std::vector<int32_t> in = random_words(576, 26, 12);
+    std::vector<int32_t> synthesis(768);
+    int half = 0;
+    for (auto _ : st) {
+        MP3D_subband_dct9(in.data(), half, synthesis.data());
+        half ^= 1;
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 288);
+}
+BENCHMARK(BM_Dct32);
+
+// The windowing of half a granule: 288 PCM samples and the history move.
+void BM_SynthesisWindow(benchmark::State &st) {
+    std::vector<int32_t> synthesis = random_words(768, 24, 13), pcm(288);
+    for (auto _ : st) {
+        MP3D_polyphase_window(synthesis.data(), pcm.data(), window_lf);
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 288);
+}
+BENCHMARK(BM_SynthesisWindow);
+
+}  // namespace
+
+BENCHMARK_MAIN();
