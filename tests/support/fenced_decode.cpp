@@ -56,7 +56,7 @@ int32_t feed(const uint8_t **buffer, int32_t *left, MP3D_Decode_Config *config) 
     const size_t n = std::min(f->block_size, f->stream->size() - f->pos);
     // The block ends (or starts) at the fence whatever its length.
     uint8_t *at = f->block->data() + (f->block_size - n);
-    std::memcpy(at, f->stream->data() + f->pos, n);
+    if (n > 0) std::memcpy(at, f->stream->data() + f->pos, n);
     f->pos += n;
     *buffer = at;
     *left = static_cast<int32_t>(n);
