@@ -88,7 +88,10 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
 }
 
 int32_t Mp3_Decode_End(MP3D_Decoder_State *state) {
-    if (hwrapbuf(state) != 0) {
+    // A granule whose part2_3_length reaches past the frame's main data
+    // leaves the reader beyond the bytes written (where the buffer index
+    // stops and the window no longer follows the position): start afresh.
+    if (hsstell(state) > 8 * static_cast<int32_t>(state->main_data_end) || hwrapbuf(state) != 0) {
         HandleError(state);
         return MP3D_ERROR_FRAME_END;
     }

@@ -33,12 +33,12 @@ extern "C" MP3D_API int32_t mp3d_decode_init(MP3D_Decode_Config *config,
     // Everything is checked before the first write, so a refused init leaves
     // both chunks untouched: chunk 0 must hold the state, the frame-parameter
     // record and the carve, at the alignment of the state's fields; the
-    // spectral buffer needs word alignment.
+    // spectral buffer needs chunk 1 at its full size and word alignment.
     const auto base0 = reinterpret_cast<uintptr_t>(chunk0.base);
     if (chunk0.size < 0 || static_cast<size_t>(chunk0.size) < kMinChunk0Bytes ||
         base0 % alignof(MP3D_Decoder_State) != 0)
         return MP3D_ERROR_INIT;
-    if (chunk1.spectral_role == 0 || chunk1.base == nullptr ||
+    if (chunk1.spectral_role == 0 || chunk1.base == nullptr || chunk1.size < kChunk1Bytes ||
         reinterpret_cast<uintptr_t>(chunk1.base) % 4 != 0)
         return MP3D_ERROR_INIT;
 

@@ -1,0 +1,63 @@
+// Test helper: decodes a stream with chunk 0, chunk 1, every input block and
+// the output area each placed right against an inaccessible page, so that
+// any access outside them faults. Records every call.
+#ifndef MP3D_TEST_FENCED_DECODE_H
+#define MP3D_TEST_FENCED_DECODE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "mp3d.h"
+
+namespace mp3d_test {
+
+// n bytes whose last byte is followed (or, with guard_before, whose first
+// byte is preceded) by an inaccessible page.
+class FencedBuffer {
+  public:
+    FencedBuffer(size_t n, bool guard_before);
+    ~FencedBuffer();
+    FencedBuffer(const FencedBuffer &) = delete;
+    FencedBuffer &operator=(const FencedBuffer &) = delete;
+    uint8_t *data() const { return data_; }
+
+  private:
+    uint8_t *map_ = nullptr;
+    size_t map_bytes_ = 0;
+    uint8_t *data_ = nullptr;
+};
+
+struct FencedCall {
+    int32_t code;
+    bool new_frame;            // the call reported frame parameters
+    MP3D_Frame_Info info;      // the frame the call belongs to
+    std::vector<int32_t> pcm;  // the words of a successful call
+    size_t words_written;      // highest output word changed, plus one
+};
+
+struct FencedRun {
+    std::vector<FencedCall> calls;
+    bool stalled = false;  // many calls in a row without input consumed
+    // The PCM of all successful calls, one entry per call.
+    std::vector<std::vector<int32_t>> ok_pcm() const;
+};
+
+// Decodes to the end of the stream with block_size-byte input blocks and
+// 24-bit output (pcm_no_shift) unless shift16.
+FencedRun decode_fenced(const std::vector<uint8_t> &stream, size_t block_size, bool guard_before,
+                        bool shift16 = false);
+
+// Length of the frame whose header starts at `at` (free format: up to the
+// next header of the same stream); 0 when no usable header starts there.
+size_t frame_length_at(const std::vector<uint8_t> &stream, size_t at);
+// Start offsets of the frames of a valid stream, by walking its headers.
+std::vector<size_t> frame_offsets(const std::vector<uint8_t> &stream);
+
+// A committed fixture (path relative to the repository), or empty.
+std::vector<uint8_t> read_fixture(const std::string &relative_path);
+
+}  // namespace mp3d_test
+
+#endif
