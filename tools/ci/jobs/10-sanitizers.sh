@@ -13,7 +13,10 @@ if ! cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug -DMP3D_SANITIZE=addre
     exit 1
 fi
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1
-if (cd "$build" && ctest --output-on-failure -j2); then
+# Tests that build programs against the installed library or drive external
+# programs (GStreamer) are run by the regular build and job 50, not here.
+if (cd "$build" && ctest --output-on-failure -j2 \
+    -E '^(mp3d_install_consume|mp3d_gst_pipeline|mp3d_readme_examples)$'); then
     echo "1 passed, 0 failed"
 else
     echo "0 passed, 1 failed"
