@@ -5,6 +5,8 @@
 // fences. The output must equal an unfenced decode.
 #include <gtest/gtest.h>
 
+#include "decoder/decoder_state.h"
+
 #include <dirent.h>
 
 #include <string>
@@ -57,7 +59,12 @@ TEST(MemoryFences, InitRefusesChunksBelowTheQueriedSizes) {
     for (int chunk = 0; chunk < 2; ++chunk) {
         MP3D_Decode_Config config{};
         ASSERT_EQ(mp3d_query_dec_mem(&config), MP3D_OK);
-        config.mem_info[chunk].size -= 4;
+        // Below what init needs (chunk 0: state, parameters and carve; chunk 1:
+        // the query's size), and a multiple of 8 so that the fenced base stays
+        // aligned and only the size can be the reason for the refusal.
+        config.mem_info[chunk].size =
+            chunk == 0 ? static_cast<int32_t>((mp3d::kMinChunk0Bytes - 1) & ~size_t{7})
+                       : config.mem_info[1].size - 8;
         mp3d_test::FencedBuffer c0(static_cast<size_t>(config.mem_info[0].size), false);
         mp3d_test::FencedBuffer c1(static_cast<size_t>(config.mem_info[1].size), false);
         config.mem_info[0].base = c0.data();

@@ -8,22 +8,7 @@
 set -uo pipefail
 root="$(cd "${1:-$(dirname "${BASH_SOURCE[0]}")/../../..}" && pwd)"
 build="${2:-$root/build-ci}-tsan"
-passed=0
-failed=0
-log="$(mktemp)"
-trap 'rm -f "$log"' EXIT
-check() {  # check NAME COMMAND...: runs COMMAND, counts and reports the result
-    local name="$1" start=$SECONDS
-    shift
-    if "$@" > "$log" 2>&1; then
-        echo "ok: $name ($((SECONDS - start)) s)"
-        passed=$((passed + 1))
-    else
-        tail -n 60 "$log"
-        echo "FAILED: $name"
-        failed=$((failed + 1))
-    fi
-}
+source "$root/tools/ci/check.sh"
 
 shared=()
 if [ -n "${MP3D_SHARED_DIR:-}" ]; then shared=(-DMP3D_SHARED_DIR="$MP3D_SHARED_DIR"); fi

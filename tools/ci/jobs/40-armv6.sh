@@ -15,22 +15,7 @@ build="${2:-$root/build-ci}-armv6"
 shared="${MP3D_SHARED_DIR:-$root/../shared}"
 triple=arm-linux-gnueabi
 qemu=(qemu-arm -L "/usr/$triple")
-passed=0
-failed=0
-log="$(mktemp)"
-trap 'rm -f "$log"' EXIT
-check() {  # check NAME COMMAND...: runs COMMAND, counts and reports the result
-    local name="$1" start=$SECONDS
-    shift
-    if "$@" > "$log" 2>&1; then
-        echo "ok: $name ($((SECONDS - start)) s)"
-        passed=$((passed + 1))
-    else
-        tail -n 60 "$log"
-        echo "FAILED: $name"
-        failed=$((failed + 1))
-    fi
-}
+source "$root/tools/ci/check.sh"
 finish() {
     echo "armv6: $passed passed, $failed failed"
     [ "$failed" -eq 0 ]
@@ -91,10 +76,10 @@ library_imports() {
     }
 }
 check "library: ARMv6 code, no floating point, no system calls" library_imports
-grep "^imports" "$log"
+grep "^imports" "$check_log"
 
 check "unit tests under qemu-arm" "${qemu[@]}" "$build/tests/mp3d_tests" --gtest_brief=1
-grep -E "tests? from .* ran|SKIPPED|PASSED" "$log"
+grep -E "tests? from .* ran|SKIPPED|PASSED" "$check_log"
 
 # Every pinned stream decoded by the ARM build gives the pinned 24-bit output.
 # Every fixture and conformance stream must be pinned (Layer I, which the
@@ -137,7 +122,7 @@ pinned_output() {
     [ "$seen" -eq "${#files[@]}" ] && [ "$bad" -eq 0 ] && [ "$differ" -eq 0 ]
 }
 check "24-bit output of every pinned stream under qemu-arm" pinned_output
-tail -n 1 "$log"
+tail -n 1 "$check_log"
 
 # Size of the library on ARMv6: Berkeley `size` of the shared library, then
 # the static library's sections: code (.text), constant data (.rodata and
