@@ -4,8 +4,8 @@
 #ifndef MP3D_TEST_FENCED_DECODE_H
 #define MP3D_TEST_FENCED_DECODE_H
 
-#include <cstddef>
-#include <cstdint>
+#include <sys/mman.h>
+
 #include <string>
 #include <vector>
 
@@ -15,18 +15,13 @@ namespace mp3d_test {
 
 // n bytes whose last byte is followed (or, with guard_before, whose first
 // byte is preceded) by an inaccessible page.
-class FencedBuffer {
-  public:
+struct FencedBuffer {
     FencedBuffer(size_t n, bool guard_before);
-    ~FencedBuffer();
+    ~FencedBuffer() { munmap(map_, map_bytes_); }
     FencedBuffer(const FencedBuffer &) = delete;
-    FencedBuffer &operator=(const FencedBuffer &) = delete;
     uint8_t *data() const { return data_; }
-
-  private:
-    uint8_t *map_ = nullptr;
+    uint8_t *map_ = nullptr, *data_ = nullptr;
     size_t map_bytes_ = 0;
-    uint8_t *data_ = nullptr;
 };
 
 struct FencedCall {
@@ -41,13 +36,17 @@ struct FencedRun {
     std::vector<FencedCall> calls;
     bool stalled = false;  // many calls in a row without input consumed
     // The PCM of all successful calls, one entry per call.
-    std::vector<std::vector<int32_t>> ok_pcm() const;
+    std::vector<std::vector<int32_t>> ok_pcm() const {
+        std::vector<std::vector<int32_t>> out;
+        for (const FencedCall &c : calls)
+            if (c.code == MP3D_OK) out.push_back(c.pcm);
+        return out;
+    }
 };
 
 // Decodes to the end of the stream with block_size-byte input blocks and
-// 24-bit output (pcm_no_shift) unless shift16.
-FencedRun decode_fenced(const std::vector<uint8_t> &stream, size_t block_size, bool guard_before,
-                        bool shift16 = false);
+// 24-bit output (pcm_no_shift).
+FencedRun decode_fenced(const std::vector<uint8_t> &stream, size_t block_size, bool guard_before);
 
 // Length of the frame whose header starts at `at` (free format: up to the
 // next header of the same stream); 0 when no usable header starts there.
