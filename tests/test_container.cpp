@@ -41,8 +41,8 @@ Bytes apev2(uint8_t items) {  // header, items, footer (little-endian fields)
 // An MPEG-1 Layer III frame, 128 kbit/s at 44.1 kHz (417 bytes); as an
 // information frame with LAME's extension: delay 576, padding 1234.
 Bytes frame(uint8_t fill, bool mono = false, uint32_t info_frames = 0) {
-    Bytes f = {0xff, 0xfb, 0x90, uint8_t(mono ? 0xc4 : 0x44)}, info;
-    f.resize(417, fill);
+    Bytes f(417, fill), info;
+    f[0] = 0xff, f[1] = 0xfb, f[2] = 0x90, f[3] = mono ? 0xc4 : 0x44;
     if (info_frames == 0) return f;
     put(info, "Info", {0x0f, info_frames, info_frames * 417});
     info.resize(120, 0);
