@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "decoder/decoder_state.h"
+#include "decoder/kernel_select.h"
 #include "mp3d.h"
 
 #ifdef MP3D_BENCH_HAVE_MPG123
@@ -15,10 +17,6 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
 }
-#endif
-
-#ifndef MP3D_BENCH_SELF_NAME
-#define MP3D_BENCH_SELF_NAME "mp3d"
 #endif
 
 namespace mp3d_bench {
@@ -54,7 +52,8 @@ int32_t mp3d_input(const uint8_t **buffer, int32_t *bytes_left, MP3D_Decode_Conf
     return 0;
 }
 
-DecodeResult decode_mp3d(const Stream &stream, void (*before_release)()) {
+DecodeResult decode_mp3d_with(const Stream &stream, const mp3d::MP3D_Kernel_Set *kernels,
+                              void (*before_release)()) {
     DecodeResult r;
     Mp3dInput in{};
     in.data = stream.data.data();
@@ -69,6 +68,7 @@ DecodeResult decode_mp3d(const Stream &stream, void (*before_release)()) {
         in.config.mem_info[i].base = chunk_store[i];
     }
     if (mp3d_decode_init(&in.config, in.data) == MP3D_OK) {
+        static_cast<mp3d::MP3D_Decoder_State *>(in.config.decoder_state)->kernels = kernels;
         static int32_t pcm[MP3D_MAX_OUTPUT_WORDS];
         MP3D_Frame_Info info{};
         for (;;) {
@@ -89,6 +89,15 @@ DecodeResult decode_mp3d(const Stream &stream, void (*before_release)()) {
         if (before_release != nullptr) before_release();
     }
     return r;
+}
+
+// mp3d with the portable kernels, and with the vector kernels where this
+// build and processor have them.
+DecodeResult decode_mp3d_portable(const Stream &stream, void (*before_release)()) {
+    return decode_mp3d_with(stream, &mp3d::kPortableKernels, before_release);
+}
+DecodeResult decode_mp3d_avx2(const Stream &stream, void (*before_release)()) {
+    return decode_mp3d_with(stream, mp3d::MP3D_avx2_kernels(), before_release);
 }
 
 #ifdef MP3D_BENCH_HAVE_MPG123
@@ -256,7 +265,8 @@ DecodeResult decode_avcodec_float(const Stream &stream, void (*before_release)()
 
 std::vector<Decoder> all_decoders() {
     std::vector<Decoder> d;
-    d.push_back({MP3D_BENCH_SELF_NAME, decode_mp3d});
+    d.push_back({"mp3d", decode_mp3d_portable});
+    if (mp3d::MP3D_avx2_kernels() != nullptr) d.push_back({"mp3d-avx2", decode_mp3d_avx2});
 #ifdef MP3D_BENCH_HAVE_MPG123
     d.push_back({"mpg123", decode_mpg123});
     d.push_back({"mpg123-generic", decode_mpg123_generic});

@@ -22,14 +22,6 @@ cmake -S "$src" -B "$build" -DCMAKE_BUILD_TYPE=Release -DMP3D_BUILD_BENCH=ON \
 make -C "$build" -j"$jobs" mp3d_static mp3d_bench mp3d_bench_count >/dev/null
 make -C "$build" -j"$jobs" mp3d_kernel_bench >/dev/null 2>&1 || true
 bench=$build/bench/mp3d_bench
-# The AVX2 build, where the processor has AVX2.
-simd_build=""
-if grep -qw avx2 /proc/cpuinfo; then
-  simd_build=$build-avx2
-  cmake -S "$src" -B "$simd_build" -DCMAKE_BUILD_TYPE=Release -DMP3D_BUILD_BENCH=ON \
-    -DMP3D_SIMD=avx2 -DMP3D_BUILD_TESTS=OFF -DMP3D_BUILD_TOOLS=OFF >/dev/null
-  make -C "$simd_build" -j"$jobs" mp3d_bench mp3d_bench_count >/dev/null
-fi
 "$src/bench/make_streams.sh" "$build/bench-streams" >/dev/null
 gen=(l3_44k_joint_128.mp3 l3_44k_joint_320.mp3 l3_44k_joint_v2.mp3 l3_22k_mono_64.mp3
      l2_48k_stereo_192.mp2)
@@ -49,8 +41,6 @@ trap 'rm -rf "$tmp"' EXIT
 echo "report.sh: throughput ($rounds rounds)..." >&2
 "$bench" --rounds "$rounds" --markdown "${streams[@]}" >"$tmp/gen.md"
 [ ${#conf[@]} -gt 0 ] && "$bench" --rounds "$rounds" --markdown "${conf[@]}" >"$tmp/conf.md"
-[ -n "$simd_build" ] && "$simd_build/bench/mp3d_bench" --rounds "$rounds" --markdown \
-  "${streams[@]}" >"$tmp/simd.md"
 
 # Instruction counts: the hardware counter where the kernel allows it, else
 # callgrind (which cannot load libavcodec's dependencies: those are left out).
@@ -59,17 +49,10 @@ count_tool=""
 if "$bench" --count --only mp3d "${streams[0]}" >/dev/null 2>&1; then
   count_tool="hardware counter (perf_event_open)"
   "$bench" --count "${streams[@]}" >"$tmp/count.txt"
-  [ -n "$simd_build" ] && "$simd_build/bench/mp3d_bench" --count --only mp3d-avx2 \
-    "${streams[@]}" >>"$tmp/count.txt"
 elif command -v valgrind >/dev/null; then
   count_tool="valgrind --tool=callgrind (libavcodec not measurable under valgrind)"
   (cd "$tmp" && valgrind --tool=callgrind --callgrind-out-file="$tmp/cg.%p" \
      "$build/bench/mp3d_bench_count" --count "${streams[@]}" >/dev/null 2>&1)
-  if [ -n "$simd_build" ]; then
-    (cd "$tmp" && valgrind --tool=callgrind --callgrind-out-file="$tmp/cg.%p" \
-       "$simd_build/bench/mp3d_bench_count" --count --only mp3d-avx2 "${streams[@]}" \
-       >/dev/null 2>&1)
-  fi
   for f in $(ls -v "$tmp"/cg.*.*); do
     part=$(sed -n 's/^desc: Trigger: Client Request: //p' "$f")
     total=$(sed -n 's/^totals: //p' "$f")
@@ -129,8 +112,10 @@ peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 
   echo "libmpg123 with its default (fastest) decoder and with \`generic\` (16-bit output),"
   echo "libmad (fixed point; output rounded and clipped to 16 bits),"
   echo "libavcodec \`mp3\`/\`mp2\` (fixed point) and \`mp3float\`/\`mp2float\` with its parser."
-  echo "mp3d delivers 32-bit words (16-bit range). *mp3d speed-up* is mp3d's"
-  echo "throughput divided by the decoder's (above 1: mp3d is faster)."
+  echo "mp3d delivers 32-bit words (16-bit range). \`mp3d\` runs the portable kernels,"
+  echo "\`mp3d-avx2\` the AVX2 kernels that the library selects at init on this processor"
+  echo "(the same build). *speed-up* is that mp3d's throughput divided by the decoder's"
+  echo "(above 1: mp3d is faster)."
   echo
   echo "## Throughput: generated 60-second streams"
   echo
@@ -139,14 +124,6 @@ peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 
   echo "twolame Layer II 192 kbit/s stereo at 48 kHz."
   echo
   cat "$tmp/gen.md"
-  if [ -s "$tmp/simd.md" ]; then
-    echo
-    echo "## Throughput with the AVX2 kernels (\`-DMP3D_SIMD=avx2\`)"
-    echo
-    echo "A separate build and run: compare within this table."
-    echo
-    cat "$tmp/simd.md"
-  fi
   if [ -s "$tmp/conf.md" ]; then
     echo
     echo "## Throughput: conformance streams"
@@ -168,7 +145,7 @@ peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 
   fi
   if [ -s "$tmp/profile.md" ]; then
     echo
-    echo "## Profile of mp3d (portable build, 128 kbit/s stream)"
+    echo "## Profile of mp3d (portable kernels, 128 kbit/s stream)"
     echo
     echo "Exclusive instructions per function (callgrind), for one decode of the stream."
     echo

@@ -133,6 +133,8 @@ struct MP3D_Table_Pointers {
     const int32_t (*imdct_win_lf)[36];       // 4 rows
 };
 
+struct MP3D_Kernel_Set;
+
 struct MP3D_Decoder_State {
     // 1. Main-data reservoir reader.
     uint32_t res_window;
@@ -221,6 +223,9 @@ struct MP3D_Decoder_State {
     // 24. Subband counts for the hybrid filterbank, per channel.
     int16_t prev_nonzero_subbands[2];
     int16_t nonzero_subbands[2];
+
+    // 25. Synthesis kernels chosen at init for this processor.
+    const MP3D_Kernel_Set *kernels;
 };
 
 // Offset of the frame-parameter record and of the carve from chunk 0's base.

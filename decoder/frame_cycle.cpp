@@ -8,8 +8,8 @@
 #include "decoder/frame_header.h"
 #include "decoder/huffman_driver.h"
 #include "decoder/hybrid.h"
+#include "decoder/kernel_select.h"
 #include "decoder/lsf_scale_factors.h"
-#include "decoder/polyphase_synthesis.h"
 #include "decoder/reorder.h"
 #include "decoder/reservoir.h"
 #include "decoder/scale_factors.h"
@@ -73,8 +73,8 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
         int32_t *synthesis = state->synthesis_buffer + 768 * ch;
         for (int half = 0; half < 2; ++half) {
             int32_t *pcm = state->pcm_buffer + 288 * half;
-            MP3D_subband_dct9(x, half, synthesis);
-            MP3D_polyphase_window(synthesis, pcm, state->tables.window_lf);
+            state->kernels->subband_dct9(x, half, synthesis);
+            state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
             MP3D_asl_shift(pcm, state);
         }
         const int32_t *pcm = state->pcm_buffer;

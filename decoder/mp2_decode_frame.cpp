@@ -5,9 +5,9 @@
 #include "decoder/mp2_decode_frame.h"
 
 #include "decoder/frame_cycle.h"
+#include "decoder/kernel_select.h"
 #include "decoder/mp2_bitalloc.h"
 #include "decoder/mp2_dequantize.h"
-#include "decoder/polyphase_synthesis.h"
 #include "kernels/memory.h"
 
 namespace mp3d {
@@ -57,8 +57,8 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
             int32_t *synthesis = state->synthesis_buffer + 768 * ch;
             for (int hh = 0; hh < 2; ++hh) {
                 int32_t *pcm = staging + 288 * hh;
-                MP3D_subband_dct9(x, hh, synthesis);
-                MP3D_polyphase_window(synthesis, pcm, state->tables.window_lf);
+                state->kernels->subband_dct9(x, hh, synthesis);
+                state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
                 MP3D_asl_shift(pcm, state);
             }
             if (channels == 2) {

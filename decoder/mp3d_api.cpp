@@ -4,6 +4,7 @@
 #include "decoder/decoder_reset.h"
 #include "decoder/decoder_state.h"
 #include "decoder/frame_cycle.h"
+#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
 #include "decoder/mp2_decode_frame.h"
 #include "kernels/memory.h"
@@ -56,6 +57,7 @@ extern "C" MP3D_API int32_t mp3d_decode_init(MP3D_Decode_Config *config,
     state->input_callback = config->input_callback;
 
     MP3D_init_tables(state);
+    state->kernels = MP3D_select_kernels();
     const size_t after_params = kFrameParamsOffset + sizeof(MP3D_Frame_Params);
     if (MP3D_init_huffman(bytes + after_params, chunk0.size - static_cast<int32_t>(after_params),
                           config, state) != MP3D_OK)

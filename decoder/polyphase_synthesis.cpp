@@ -5,9 +5,6 @@
 #include "decoder/tables/synthesis_tables.h"
 #include "kernels/subband_fdct32.h"
 #include "kernels/subband_window.h"
-#ifdef MP3D_SIMD_AVX2
-#include "kernels/simd/subband_window_simd.h"
-#endif
 
 namespace mp3d {
 
@@ -43,15 +40,9 @@ void MP3D_subband_dct9(const int32_t *samples, int half, int32_t *synthesis) {
 // column 4, odd-age values in the odd bank from column 4), then outputs 0
 // and 16, slot 8 and the history move.
 int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-#ifdef MP3D_SIMD_AVX2
-    // The build chose the AVX2 window (identical output).
-    const auto subband_window = MP3D_subband_window_avx2;
-#else
-    const auto subband_window = MP3D_subband_window;
-#endif
-    subband_window(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4, window,
+    MP3D_subband_window(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4, window,
                    pcm + 32);
-    subband_window(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4, window,
+    MP3D_subband_window(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4, window,
                    pcm);
     MP3D_subband_window_1(window, pcm, synthesis);
     return 0;

@@ -63,6 +63,7 @@ DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
         stats.init_failed = true;
         return stats;
     }
+    if (options.after_init) options.after_init(config.decoder_state);
 
     std::vector<int32_t> output(MP3D_MAX_OUTPUT_WORDS);
     MP3D_Frame_Info current{};

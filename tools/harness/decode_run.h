@@ -27,6 +27,9 @@ const char *mpeg_version_name(int32_t sample_rate);
 struct DecodeOptions {
     size_t block_size = 65536;  // bytes handed over per input callback
     bool pcm_no_shift = false;  // true: 24-bit output words
+    // Called once after a successful init with the decoder's state (tests
+    // use it to pick the kernels the decoder runs).
+    std::function<void(void *decoder_state)> after_init;
 };
 
 struct DecodeStats {

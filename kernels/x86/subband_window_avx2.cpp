@@ -9,7 +9,8 @@
 // kernel shifts right (>> 2 before the large taps, >> 3 at the end).
 #include <immintrin.h>
 
-#include "kernels/simd/subband_window_simd.h"
+#include "kernels/subband_window.h"
+#include "kernels/x86/synthesis_avx2.h"
 
 namespace mp3d {
 namespace {
@@ -87,6 +88,17 @@ void MP3D_subband_window_avx2(const int32_t *upper_own, const int32_t *lower_oth
         store(pcm, j, window_sample(u, l, w, w + 6, w + 10, w + 14));
         store(pcm, 32 - j, window_sample(u, l, w + 1, w + 8, w + 12, w + 15));
     }
+}
+
+// Odd slots, then even slots with the vector kernel; outputs 0 and 16,
+// slot 8 and the history move with the portable one.
+int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
+    MP3D_subband_window_avx2(synthesis + kSynthesisOddUpper + 3,
+                             synthesis + kSynthesisEvenLower + 4, window, pcm + 32);
+    MP3D_subband_window_avx2(synthesis + kSynthesisEvenUpper + 4,
+                             synthesis + kSynthesisOddLower + 4, window, pcm);
+    MP3D_subband_window_1(window, pcm, synthesis);
+    return 0;
 }
 
 }  // namespace mp3d

@@ -1,0 +1,31 @@
+// The set of synthesis kernels a decoder instance runs: the portable
+// reference or a variant for the processor's vector unit, chosen once at
+// init. Every set gives bit-identical output; only the speed differs.
+#ifndef MP3D_DECODER_KERNEL_SELECT_H
+#define MP3D_DECODER_KERNEL_SELECT_H
+
+#include <cstdint>
+
+namespace mp3d {
+
+struct MP3D_Kernel_Set {
+    const char *name;  // "portable", "avx2"
+    // DCT of the nine slots of one half granule into the history.
+    void (*subband_dct9)(const int32_t *samples, int half, int32_t *synthesis);
+    // Window of one half granule into 288 samples, then the history move.
+    int32_t (*polyphase_window)(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+};
+
+// The portable reference kernels, available everywhere.
+extern const MP3D_Kernel_Set kPortableKernels;
+
+// The AVX2 set when this build has it and the processor and operating system
+// support it (checked with cpuid and xgetbv); null otherwise.
+const MP3D_Kernel_Set *MP3D_avx2_kernels();
+
+// The fastest set this processor can run.
+const MP3D_Kernel_Set *MP3D_select_kernels();
+
+}  // namespace mp3d
+
+#endif  // MP3D_DECODER_KERNEL_SELECT_H

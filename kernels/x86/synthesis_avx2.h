@@ -1,0 +1,20 @@
+// AVX2 variants of the polyphase synthesis kernels for x86-64 processors
+// that have it (selected at init). Each gives exactly the portable kernel's
+// output.
+#ifndef MP3D_KERNELS_X86_SYNTHESIS_AVX2_H
+#define MP3D_KERNELS_X86_SYNTHESIS_AVX2_H
+
+#include <cstdint>
+
+namespace mp3d {
+
+// As MP3D_subband_window (kernels/subband_window.h).
+void MP3D_subband_window_avx2(const int32_t *upper_own, const int32_t *lower_other,
+                              const int32_t *window, int32_t *pcm);
+
+// As MP3D_polyphase_window (decoder/polyphase_synthesis.h).
+int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+
+}  // namespace mp3d
+
+#endif  // MP3D_KERNELS_X86_SYNTHESIS_AVX2_H
