@@ -1,0 +1,24 @@
+// Kernel selection: the vector set is chosen exactly where the processor
+// runs it, and every set is complete.
+#include <gtest/gtest.h>
+
+#include "decoder/kernel_select.h"
+
+using namespace mp3d;
+
+TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
+    const MP3D_Kernel_Set *chosen = MP3D_select_kernels();
+    ASSERT_NE(chosen, nullptr);
+    for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen}) {
+        EXPECT_NE(set->subband_dct9, nullptr) << set->name;
+        EXPECT_NE(set->polyphase_window, nullptr) << set->name;
+    }
+#if defined(MP3D_HAVE_X86_KERNELS)
+    __builtin_cpu_init();
+    const bool avx2 = __builtin_cpu_supports("avx2");
+    EXPECT_EQ(MP3D_avx2_kernels() != nullptr, avx2);
+    EXPECT_STREQ(chosen->name, avx2 ? "avx2" : "portable");
+#else
+    EXPECT_EQ(MP3D_avx2_kernels(), nullptr);
+#endif
+}
