@@ -6,25 +6,45 @@
 namespace mp3d {
 
 void Mp3_memcopy(void *destination, const void *source, int32_t count) {
-    auto *d = static_cast<uint8_t *>(destination);
-    const auto *s = static_cast<const uint8_t *>(source);
-    if (count <= 0 || d == s) return;
-    int32_t i = 0;
-    // Whole words when both addresses share their alignment. Each word is read
-    // before it is written, and the copy ascends, so a move towards lower
-    // addresses is safe even when the areas overlap.
-    if (((reinterpret_cast<uintptr_t>(d) ^ reinterpret_cast<uintptr_t>(s)) & 3) == 0) {
-        while (i < count && ((reinterpret_cast<uintptr_t>(d + i) & 3) != 0)) {
-            d[i] = s[i];
-            ++i;
-        }
-        for (; i + 4 <= count; i += 4) {
-            uint32_t w;
-            std::memcpy(&w, s + i, 4);
-            std::memcpy(d + i, &w, 4);
-        }
+    // memmove gives the result of the ascending copy for every move towards
+    // lower addresses (the decoder's only overlapping use) and is safe for
+    // any overlap; the C library copies whole words or more at a time.
+    if (count <= 0 || destination == source) return;
+    std::memmove(destination, source, static_cast<size_t>(count));
+}
+
+namespace {
+
+// Four words per step; count is a multiple of 4 for every caller (576), the
+// tail loop covers any other count.
+template <int kStride, int kShift>
+void deliver(int32_t *d, const int32_t *pcm, int32_t count) {
+    int32_t j = 0;
+    for (; j + 4 <= count; j += 4) {
+        const int32_t a = pcm[j], b = pcm[j + 1], c = pcm[j + 2], e = pcm[j + 3];
+        d[kStride * j] = a >> kShift;
+        d[kStride * (j + 1)] = b >> kShift;
+        d[kStride * (j + 2)] = c >> kShift;
+        d[kStride * (j + 3)] = e >> kShift;
     }
-    for (; i < count; ++i) d[i] = s[i];
+    for (; j < count; ++j) d[kStride * j] = pcm[j] >> kShift;
+}
+
+}  // namespace
+
+void Mp3_pcm_deliver(int32_t *destination, const int32_t *pcm, int32_t count, int stride,
+                     int32_t no_shift) {
+    if (stride == 2) {
+        if (no_shift != 0)
+            deliver<2, 0>(destination, pcm, count);
+        else
+            deliver<2, 8>(destination, pcm, count);
+    } else {
+        if (no_shift != 0)
+            deliver<1, 0>(destination, pcm, count);
+        else
+            deliver<1, 8>(destination, pcm, count);
+    }
 }
 
 void Mp3_memset(void *destination, int value, int32_t count) {
