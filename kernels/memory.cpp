@@ -15,19 +15,17 @@ void Mp3_memcopy(void *destination, const void *source, int32_t count) {
 
 namespace {
 
-// Four words per step; count is a multiple of 4 for every caller (576), the
+// Eight words per step; count is a multiple of 8 for every caller (576), the
 // tail loop covers any other count.
 template <int kStride, int kShift>
 void deliver(int32_t *d, const int32_t *pcm, int32_t count) {
     int32_t j = 0;
-    for (; j + 4 <= count; j += 4) {
-        const int32_t a = pcm[j], b = pcm[j + 1], c = pcm[j + 2], e = pcm[j + 3];
-        d[kStride * j] = a >> kShift;
-        d[kStride * (j + 1)] = b >> kShift;
-        d[kStride * (j + 2)] = c >> kShift;
-        d[kStride * (j + 3)] = e >> kShift;
+    for (; j + 8 <= count; j += 8, pcm += 8, d += 8 * kStride) {
+        int32_t v[8];
+        for (int k = 0; k < 8; ++k) v[k] = pcm[k];
+        for (int k = 0; k < 8; ++k) d[kStride * k] = v[k] >> kShift;
     }
-    for (; j < count; ++j) d[kStride * j] = pcm[j] >> kShift;
+    for (; j < count; ++j, ++pcm, d += kStride) *d = *pcm >> kShift;
 }
 
 }  // namespace
