@@ -15,6 +15,7 @@
 #include "decoder/scale_factors.h"
 #include "decoder/side_info.h"
 #include "decoder/stereo.h"
+#include "kernels/memory.h"
 
 namespace mp3d {
 
@@ -75,14 +76,11 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
             int32_t *pcm = state->pcm_buffer + 288 * half;
             state->kernels->subband_dct9(x, half, synthesis);
             state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
-            MP3D_asl_shift(pcm, state);
         }
-        const int32_t *pcm = state->pcm_buffer;
-        if (channels == 2) {
-            for (int j = 0; j < kSpectralWords; ++j) output[2 * j + ch] = pcm[j];
-        } else {
-            for (int j = 0; j < kSpectralWords; ++j) output[j] = pcm[j];
-        }
+        // The output shift (MP3D_asl_shift) is applied while interleaving
+        // into the caller's buffer, in one pass over the 576 words.
+        Mp3_pcm_deliver(output + ch, state->pcm_buffer, kSpectralWords, channels == 2 ? 2 : 1,
+                        state->config->pcm_no_shift);
     }
     return MP3D_OK;
 }

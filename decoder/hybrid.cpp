@@ -114,7 +114,23 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
 
     // Ascending order: the butterflies of subband sb rewrite the first lines
     // of subband sb + 1 before that subband is transformed.
-    for (int sb = 0; sb < n; ++sb) transform(input, output, sb, bt(sb), sb < alias_limit, job);
+    int sb = 0;
+    if (block_type != 2) {
+        // Long blocks (or the long part of a mixed block below): the common
+        // case, with the per-subband pointers advanced in the loop.
+        const int long_end = mixed ? (n < long_subbands ? n : long_subbands) : n;
+        int32_t *in = input;
+        int32_t *out = output;
+        int32_t *ovl = job.overlap;
+        uint32_t *prev = job.prev_types;
+        const uint32_t lbt = mixed ? 0u : block_type;
+        for (; sb < long_end; ++sb, in += 18, out += 18, ovl += kOverlapWords, ++prev) {
+            imdct_lee_36(in, out, job.cos_long, idctlee_III_coeff, sb < alias_limit, ovl, lbt,
+                         *prev, job.cs_ca, job.window);
+            *prev = lbt;
+        }
+    }
+    for (; sb < n; ++sb) transform(input, output, sb, bt(sb), sb < alias_limit, job);
 
     for (int sb = n; sb < kSubbands - 1; ++sb) {
         if (sb < prev_count)

@@ -59,15 +59,10 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
                 int32_t *pcm = staging + 288 * hh;
                 state->kernels->subband_dct9(x, hh, synthesis);
                 state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
-                MP3D_asl_shift(pcm, state);
             }
-            if (channels == 2) {
-                int32_t *out = output + 2 * kHalfSamples * h + ch;
-                for (int n = 0; n < kHalfSamples; ++n) out[2 * n] = staging[n];
-            } else {
-                int32_t *out = output + kHalfSamples * h;
-                for (int n = 0; n < kHalfSamples; ++n) out[n] = staging[n];
-            }
+            // Output shift and interleaving in one pass.
+            Mp3_pcm_deliver(output + channels * kHalfSamples * h + ch, staging, kHalfSamples,
+                            channels, state->config->pcm_no_shift);
         }
     }
     return 0;

@@ -36,9 +36,7 @@ void alias_reduce(int32_t *x, const int32_t *cs_ca) {
     }
 }
 
-}  // namespace
-
-void idct_III_lee_9(int32_t *a, const int32_t *coeff9) {
+[[gnu::always_inline]] inline void idct9(int32_t *a, const int32_t *coeff9) {
     const int32_t k0 = coeff9[0], k1 = coeff9[1], k2 = coeff9[2], k3 = coeff9[3];
     const int32_t k4 = coeff9[4], k5 = coeff9[5], k6 = coeff9[6];
 
@@ -84,6 +82,19 @@ void idct_III_lee_9(int32_t *a, const int32_t *coeff9) {
     a[8] = o8;
 }
 
+// Both 9-point transforms of a 36-point IMDCT in one call: one prologue and
+// one set of coefficient loads for the two.
+[[gnu::noinline]] void idct9_pair(int32_t *A, int32_t *B, const int32_t *coeff9) {
+    idct9(A, coeff9);
+    idct9(B, coeff9);
+}
+
+}  // namespace
+
+void idct_III_lee_9(int32_t *a, const int32_t *coeff9) {
+    idct9(a, coeff9);
+}
+
 void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int32_t *coeff9,
                   int alias_flag, int32_t *ovl, uint32_t block_type, uint32_t prev_block_type,
                   const int32_t *cs_ca, const int32_t (*window)[36]) {
@@ -98,8 +109,7 @@ void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int3
         A[k] = add(p, q);
         B[k] = x2(mulhi_round(sub(p, q), cos_table[18 + k]));
     }
-    idct_III_lee_9(A, coeff9);
-    idct_III_lee_9(B, coeff9);
+    idct9_pair(A, B, coeff9);
 
     // Recombine by running sums: s_j = B[j] - s_{j-1}, u_j = t_{j-1} + 2 A[j],
     // t_j = u_j - 4 s_j.

@@ -13,6 +13,13 @@ void Mp3_memcopy(void *destination, const void *source, int32_t count);
 // Sets count bytes to the byte value.
 void Mp3_memset(void *destination, int value, int32_t count);
 
+// Delivers count PCM words to the caller's buffer: word j of pcm goes to
+// destination[stride * j] (stride 1 for one channel, 2 for interleaved
+// stereo), shifted right arithmetically by 8 bits unless no_shift is
+// non-zero (24-bit output words instead of 16-bit ones).
+void Mp3_pcm_deliver(int32_t *destination, const int32_t *pcm, int32_t count, int stride,
+                     int32_t no_shift);
+
 }  // namespace mp3d
 
 #endif

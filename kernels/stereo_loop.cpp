@@ -33,8 +33,14 @@ inline void intensity(int32_t *left, int32_t *right, int32_t first, int32_t last
 void stereo_loop(int32_t *left, int32_t *right, const int32_t *segments, int ms, int is,
                  int32_t count, const int32_t *ratio_table) {
     if (ms && !is) {
-        // Whole granule, four lines per step.
-        for (int i = 0; i < 576; i += 4) {
+        // Whole granule, four lines per step. Lines above the last non-zero
+        // line of both channels stay zero; finding them costs less than
+        // transforming them.
+        int end = 576;
+        while (end > 0 && (left[end - 1] | left[end - 2] | left[end - 3] | left[end - 4] |
+                           right[end - 1] | right[end - 2] | right[end - 3] | right[end - 4]) == 0)
+            end -= 4;
+        for (int i = 0; i < end; i += 4) {
             const int32_t l0 = left[i], l1 = left[i + 1], l2 = left[i + 2], l3 = left[i + 3];
             const int32_t r0 = right[i], r1 = right[i + 1], r2 = right[i + 2], r3 = right[i + 3];
             left[i] = wrap_add(l0, r0);

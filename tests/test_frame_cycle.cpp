@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "decoder/bit_reader.h"
 #include "decoder/decoder_reset.h"
+#include "harness/decode_run.h"
+#include "kernels/memory.h"
 #include "support/bit_writer.h"
 #include "support/stream_harness.h"
 
@@ -99,5 +102,49 @@ TEST(FrameCycle, HostileStreamsEndCleanly) {
             ASSERT_TRUE(code <= 1 || (code >= 31 && code <= 41 && code != 35)) << code;
         const int32_t written = d->state()->res_write_index;
         ASSERT_TRUE(written >= 0 && written <= mp3d::kReservoirBytes) << written;
+    }
+}
+
+TEST(FrameCycle, SixteenBitOutputIsTheShifted24BitOutput) {
+    // The 24-bit output is pinned by checksum; the 16-bit output (the shift
+    // applied while interleaving into the caller's buffer) must be exactly
+    // each of its words shifted right by 8, for one and two channels of both
+    // layers.
+    const char *streams[] = {"layer3/m1_44k_stereo_cbr128.mp3", "layer3/m1_32k_mono_cbr64.mp3",
+                             "layer2/stereo_44k_192.mp2", "layer2/mono_32k_48.mp2"};
+    for (const char *name : streams) {
+        std::vector<uint8_t> data;
+        std::string error;
+        const std::string path = std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/" + name;
+        ASSERT_TRUE(mp3d_tools::read_file(path, data, &error)) << error;
+        mp3d_tools::DecodeOptions options;
+        options.pcm_no_shift = true;
+        const auto wide = mp3d_tools::decode_buffer(data, options);
+        options.pcm_no_shift = false;
+        const auto narrow = mp3d_tools::decode_buffer(data, options);
+        ASSERT_GT(wide.words.size(), 4608u) << name;
+        ASSERT_EQ(narrow.words.size(), wide.words.size()) << name;
+        size_t mismatches = 0, loud = 0;
+        for (size_t i = 0; i < wide.words.size(); ++i) {
+            mismatches += narrow.words[i] != (wide.words[i] >> 8);
+            loud += wide.words[i] >= 256 || wide.words[i] < -256;
+        }
+        EXPECT_EQ(mismatches, 0u) << name;
+        EXPECT_GT(loud, wide.words.size() / 4) << name;  // not a silent decode
+    }
+}
+
+TEST(FrameCycle, MemoryCopyMovesTowardsLowerAddresses) {
+    // The reservoir moves its unread tail to the front of the same buffer;
+    // every offset and alignment gives the bytes the source held.
+    for (int from = 1; from < 12; ++from) {
+        for (int count : {0, 1, 3, 4, 5, 17, 64, 301}) {
+            std::vector<uint8_t> buffer(400), expected;
+            for (size_t i = 0; i < buffer.size(); ++i) buffer[i] = static_cast<uint8_t>(i * 7 + 1);
+            expected = buffer;
+            for (int i = 0; i < count; ++i) expected[2 + i] = buffer[2 + from + i];
+            mp3d::Mp3_memcopy(buffer.data() + 2, buffer.data() + 2 + from, count);
+            ASSERT_EQ(buffer, expected) << from << " " << count;
+        }
     }
 }
