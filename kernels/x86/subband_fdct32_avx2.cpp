@@ -7,7 +7,9 @@
 // kernel's words. The frequency inversion negates the odd subbands of the odd
 // slots ahead of the transform (vpsignd, which wraps INT32_MIN as the
 // portable negation does), exactly as the portable inverting form does. The
-// ninth slot of the half goes through the portable kernel.
+// ninth slot of the half runs through the portable kernel's steps, written
+// between the vector steps: it keeps the scalar units busy while the vector
+// units work, which hides most of its cost.
 //
 // Products are exact 64-bit products (vpmuldq on the even and the odd lanes)
 // rounded to their upper word; sums wrap. After the transform lane k holds
@@ -18,7 +20,7 @@
 #include <immintrin.h>
 
 #include "decoder/tables/synthesis_tables.h"
-#include "kernels/subband_fdct32.h"
+#include "kernels/subband_fdct32_steps.h"
 #include "kernels/subband_window.h"
 #include "kernels/x86/synthesis_avx2.h"
 
@@ -35,6 +37,7 @@ inline V sub(V a, V b) {
 }
 template <int kShift>
 inline V shl(V a) {
+    if constexpr (kShift == 1) return _mm256_add_epi32(a, a);
     return _mm256_slli_epi32(a, kShift);
 }
 
@@ -74,18 +77,18 @@ inline V mul_q31(V a, int32_t c) {
 
 // Subband n of the eight slots; odd subbands negated in the lanes whose sign
 // word is -1 (sign holds +1 or -1 in every lane).
-inline V load(const int32_t *slots, int n, V sign) {
+inline V load_x8(const int32_t *slots, int n, V sign) {
     const V v = _mm256_loadu_si256(reinterpret_cast<const V *>(slots + 18 * n));
     return (n & 1) ? _mm256_sign_epi32(v, sign) : v;
 }
 
 // As fold_group of the portable kernel.
-inline void fold_group(const int32_t *slots, V sign, const int32_t *k, int g, V *scratch) {
+inline void fold_group_x8(const int32_t *slots, V sign, const int32_t *k, int g, V *scratch) {
     const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
-    const V a0 = load(slots, n0, sign), b0 = load(slots, 31 - n0, sign);
-    const V a1 = load(slots, n1, sign), b1 = load(slots, 31 - n1, sign);
-    const V a2 = load(slots, n2, sign), b2 = load(slots, 31 - n2, sign);
-    const V a3 = load(slots, n3, sign), b3 = load(slots, 31 - n3, sign);
+    const V a0 = load_x8(slots, n0, sign), b0 = load_x8(slots, 31 - n0, sign);
+    const V a1 = load_x8(slots, n1, sign), b1 = load_x8(slots, 31 - n1, sign);
+    const V a2 = load_x8(slots, n2, sign), b2 = load_x8(slots, 31 - n2, sign);
+    const V a3 = load_x8(slots, n3, sign), b3 = load_x8(slots, 31 - n3, sign);
 
     const V s0 = add(a0, b0), d0 = mul_q31(sub(a0, b0), k[0]);
     const V s1 = add(a1, b1), d1 = mul_q31(sub(a1, b1), k[1]);
@@ -105,7 +108,7 @@ inline void fold_group(const int32_t *slots, V sign, const int32_t *k, int g, V 
 
 // As dct8 of the portable kernel.
 template <bool kDoubled>
-inline void dct8(const V *P, const int32_t *c, V *out) {
+inline void dct8_x8(const V *P, const int32_t *c, V *out) {
     const V p0 = add(P[0], P[7]), q0 = sub(P[0], P[7]);
     const V p1 = add(P[1], P[6]), q1 = sub(P[1], P[6]);
     const V p2 = add(P[2], P[5]), q2 = sub(P[2], P[5]);
@@ -159,21 +162,35 @@ inline void store_row(V x, int32_t *even_row, int32_t *odd_row) {
     _mm_storeu_si128(reinterpret_cast<__m128i *>(odd_row), _mm256_extracti128_si256(by_column, 1));
 }
 
-// Slots 0..7 of the half (slots[0] = subband 0 of slot 0); sign: +1 or -1 per
-// lane, -1 where the slot is odd.
-inline void fastdct32x8(const int32_t *slots, V sign, int32_t *synthesis) {
+// Slots 0..7 of the half (slots[0] = subband 0 of slot 0) in the lanes, sign:
+// +1 or -1 per lane, -1 where the slot is odd. Slot 8 (parity kInvert) runs
+// through the portable steps, interleaved with the vector steps so that the
+// scalar units work on it while the vector units work on the other eight.
+template <bool kInvert>
+inline void fastdct32x9(const int32_t *slots, V sign, int32_t *synthesis) {
     const int32_t *c8 = dct8_II_coeff, *c32 = dct32_II_coeff;
+    const int32_t *slot8 = slots + 8;
     V scratch[32];
-    fold_group(slots, sign, c32, 0, scratch);
-    fold_group(slots, sign, c32 + 6, 1, scratch);
-    fold_group(slots, sign, c32 + 12, 2, scratch);
-    fold_group(slots, sign, c32 + 18, 3, scratch);
+    int32_t scratch8[32];
+    fold_group_x8(slots, sign, c32, 0, scratch);
+    fold_group<kInvert>(slot8, c32, 0, scratch8);
+    fold_group_x8(slots, sign, c32 + 6, 1, scratch);
+    fold_group<kInvert>(slot8, c32 + 6, 1, scratch8);
+    fold_group_x8(slots, sign, c32 + 12, 2, scratch);
+    fold_group<kInvert>(slot8, c32 + 12, 2, scratch8);
+    fold_group_x8(slots, sign, c32 + 18, 3, scratch);
+    fold_group<kInvert>(slot8, c32 + 18, 3, scratch8);
 
     V e[8], f[8], g[8], h[8];
-    dct8<false>(scratch, c8, e);
-    dct8<true>(scratch + 8, c8, f);
-    dct8<true>(scratch + 16, c8, g);
-    dct8<true>(scratch + 24, c8, h);
+    int32_t e8[8], f8[8], g8[8], h8[8];
+    dct8_x8<false>(scratch, c8, e);
+    dct8<false>(scratch8, c8, e8);
+    dct8_x8<true>(scratch + 8, c8, f);
+    dct8<true>(scratch8 + 8, c8, f8);
+    dct8_x8<true>(scratch + 16, c8, g);
+    dct8<true>(scratch8 + 16, c8, g8);
+    dct8_x8<true>(scratch + 24, c8, h);
+    dct8<true>(scratch8 + 24, c8, h8);
 
     V X[32];
     X[2] = f[0];
@@ -197,6 +214,8 @@ inline void fastdct32x8(const int32_t *slots, V sign, int32_t *synthesis) {
         store_row(sub(zero, X[15 - r]), synthesis + kSynthesisEvenLower + 12 * r,
                   synthesis + kSynthesisOddLower + 12 * r);
     }
+    recombine_store(e8, f8, g8, h8, synthesis + kSynthesisEvenUpper,
+                    synthesis + kSynthesisEvenLower);
 }
 
 }  // namespace
@@ -207,9 +226,11 @@ void MP3D_subband_dct9_avx2(const int32_t *samples, int half, int32_t *synthesis
     // Slot k has the parity p0 ^ (k & 1); the odd slots invert.
     const V sign = p0 != 0 ? _mm256_setr_epi32(-1, 1, -1, 1, -1, 1, -1, 1)
                            : _mm256_setr_epi32(1, -1, 1, -1, 1, -1, 1, -1);
-    fastdct32x8(slots, sign, synthesis);
-    MP3D_subband_fastdct32(slots + 8, p0, synthesis + kSynthesisEvenUpper,
-                           synthesis + kSynthesisEvenLower, dct8_II_coeff, dct32_II_coeff);
+    if (p0 != 0) {
+        fastdct32x9<true>(slots, sign, synthesis);
+    } else {
+        fastdct32x9<false>(slots, sign, synthesis);
+    }
 }
 
 }  // namespace mp3d
