@@ -21,15 +21,23 @@ inline void fastdct32(const int32_t *slot, int32_t *upper, int32_t *lower, const
                       const int32_t *c32) {
     int32_t scratch[32];  // E, F, G, H
     fold_group<kInvert>(slot, c32, 0, scratch);
+    stage_barrier();
     fold_group<kInvert>(slot, c32 + 6, 1, scratch);
+    stage_barrier();
     fold_group<kInvert>(slot, c32 + 12, 2, scratch);
+    stage_barrier();
     fold_group<kInvert>(slot, c32 + 18, 3, scratch);
+    stage_barrier();
 
     int32_t e[8], f[8], g[8], h[8];
     dct8<false>(scratch, c8, e);
+    stage_barrier();
     dct8<true>(scratch + 8, c8, f);
+    stage_barrier();
     dct8<true>(scratch + 16, c8, g);
+    stage_barrier();
     dct8<true>(scratch + 24, c8, h);
+    stage_barrier();
 
     recombine_store(e, f, g, h, upper, lower);
 }

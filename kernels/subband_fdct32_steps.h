@@ -14,6 +14,16 @@
 namespace mp3d {
 namespace {  // NOLINT(google-build-namespaces)
 
+// Compiler barrier between two steps (an empty statement that may touch
+// memory). Without it the compiler hoists the coefficient and input loads of
+// later steps to the top, runs out of registers and spills them: the barrier
+// keeps each step's values live only within the step (fewer instructions,
+// most of all on 32-bit ARM). The vector kernel, whose scalar slot runs
+// interleaved with vector steps, has no such problem and does without.
+inline void stage_barrier() {
+    __asm__ volatile("" ::: "memory");
+}
+
 // Sample n of the slot, with the odd subbands negated for the inverting form.
 // Negating ahead of the even-parity transform gives exactly the transform of
 // the negated input.
