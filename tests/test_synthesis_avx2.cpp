@@ -56,6 +56,40 @@ TEST(SynthesisAvx2, SubbandWindowMatchesPortable) {
 #endif
 }
 
+// The DCT of a half through both kernel sets, on every word of the history:
+// random and full-scale slots, and structured extremes (every subband at
+// INT32_MIN or INT32_MAX, signs alternating by subband or by slot, so that the
+// folding sums wrap and the frequency inversion meets INT32_MIN), for both
+// halves and for half values other than 0 and 1 (odd selects the inverting
+// parity of slot 9).
+TEST(SynthesisAvx2, SubbandDctMatchesPortable) {
+    const MP3D_Kernel_Set *avx2 = avx2_or_skip();
+    if (avx2 == nullptr) GTEST_SKIP() << "no AVX2 kernels in this build or on this processor";
+    const int32_t extremes[] = {INT32_MIN, INT32_MAX, -1, 1, 1 << 30, -(1 << 30)};
+    std::vector<std::vector<int32_t>> inputs;
+    for (int32_t a : extremes) {
+        for (int32_t b : extremes) {
+            std::vector<int32_t> by_subband(576), by_slot(576);
+            for (int i = 0; i < 576; ++i) {
+                by_subband[i] = (i / 18) % 2 ? b : a;
+                by_slot[i] = (i % 18) % 2 ? b : a;
+            }
+            inputs.push_back(by_subband);
+            inputs.push_back(by_slot);
+        }
+    }
+    std::mt19937 rng(99);
+    for (int round = 0; round < 200; ++round) inputs.push_back(random_words(rng, 576, round));
+    for (size_t i = 0; i < inputs.size(); ++i) {
+        for (int half : {0, 1, 2, 3}) {
+            std::vector<int32_t> hist_p = random_words(rng, 768, 2), hist_v = hist_p;
+            kPortableKernels.subband_dct9(inputs[i].data(), half, hist_p.data());
+            avx2->subband_dct9(inputs[i].data(), half, hist_v.data());
+            ASSERT_EQ(hist_p, hist_v) << "input " << i << " half " << half;
+        }
+    }
+}
+
 // Whole halves through both kernel sets: DCT, window and history move, over
 // several consecutive granules so that the moved history is windowed too.
 TEST(SynthesisAvx2, HalvesMatchPortable) {

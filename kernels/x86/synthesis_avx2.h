@@ -15,6 +15,9 @@ void MP3D_subband_window_avx2(const int32_t *upper_own, const int32_t *lower_oth
 // As MP3D_polyphase_window (decoder/polyphase_synthesis.h).
 int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window);
 
+// As MP3D_subband_dct9 (decoder/polyphase_synthesis.h).
+void MP3D_subband_dct9_avx2(const int32_t *samples, int half, int32_t *synthesis);
+
 }  // namespace mp3d
 
 #endif  // MP3D_KERNELS_X86_SYNTHESIS_AVX2_H

@@ -1,0 +1,236 @@
+// AVX2 variant of the DCT stage of a half granule: eight 32-point DCTs at once.
+//
+// Slot t of the granule is the column at stride 18 starting at element t, so
+// one 256-bit load at 18 sb + t0 gives subband sb of the eight consecutive
+// slots t0 .. t0 + 7. The kernel runs the portable flow graph with one slot
+// per lane, operation for operation, so every lane gives the portable
+// kernel's words. The frequency inversion negates the odd subbands of the odd
+// slots ahead of the transform (vpsignd, which wraps INT32_MIN as the
+// portable negation does), exactly as the portable inverting form does. The
+// ninth slot of the half runs through the portable kernel's steps, written
+// between the vector steps: it keeps the scalar units busy while the vector
+// units work, which hides most of its cost.
+//
+// Products are exact 64-bit products (vpmuldq on the even and the odd lanes)
+// rounded to their upper word; sums wrap. After the transform lane k holds
+// slot k of the half; one permutation per output row puts the even slots
+// (columns 4, 3, 2, 1 of the even bank) in the low and the odd slots (columns
+// 3, 2, 1, 0 of the odd bank) in the high 128 bits, each stored as four
+// consecutive words of the row.
+#include <immintrin.h>
+
+#include "decoder/tables/synthesis_tables.h"
+#include "kernels/subband_fdct32_steps.h"
+#include "kernels/subband_window.h"
+#include "kernels/x86/synthesis_avx2.h"
+
+namespace mp3d {
+namespace {
+
+using V = __m256i;
+
+inline V add(V a, V b) {
+    return _mm256_add_epi32(a, b);
+}
+inline V sub(V a, V b) {
+    return _mm256_sub_epi32(a, b);
+}
+template <int kShift>
+inline V shl(V a) {
+    if constexpr (kShift == 1) return _mm256_add_epi32(a, a);
+    return _mm256_slli_epi32(a, kShift);
+}
+
+inline V coeff(int32_t c) {
+    return _mm256_set1_epi32(c);
+}
+
+// Upper words of the 64-bit lanes of even (products of lanes 0, 2, 4, 6) and
+// odd (lanes 1, 3, 5, 7) back into eight lanes.
+inline V upper_words(V even, V odd) {
+    return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xAA);
+}
+
+// (a c + 2^31) >> 32 per lane.
+inline V mulhi_round(V a, int32_t c) {
+    const V k = coeff(c), round = _mm256_set1_epi64x(int64_t{1} << 31);
+    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, k), round);
+    const V odd = _mm256_add_epi64(_mm256_mul_epi32(_mm256_srli_epi64(a, 32), k), round);
+    return upper_words(even, odd);
+}
+
+// acc + ((2^31 - a c) >> 32) per lane: one rounding of the difference.
+inline V mulhi_round_sub(V acc, V a, int32_t c) {
+    const V k = coeff(c), round = _mm256_set1_epi64x(int64_t{1} << 31);
+    const V even = _mm256_sub_epi64(round, _mm256_mul_epi32(a, k));
+    const V odd = _mm256_sub_epi64(round, _mm256_mul_epi32(_mm256_srli_epi64(a, 32), k));
+    return add(acc, upper_words(even, odd));
+}
+
+inline V mulhi_round_add(V acc, V a, int32_t c) {
+    return add(acc, mulhi_round(a, c));
+}
+
+inline V mul_q31(V a, int32_t c) {
+    return shl<1>(mulhi_round(a, c));
+}
+
+// Subband n of the eight slots; odd subbands negated in the lanes whose sign
+// word is -1 (sign holds +1 or -1 in every lane).
+inline V load_x8(const int32_t *slots, int n, V sign) {
+    const V v = _mm256_loadu_si256(reinterpret_cast<const V *>(slots + 18 * n));
+    return (n & 1) ? _mm256_sign_epi32(v, sign) : v;
+}
+
+// As fold_group of the portable kernel.
+inline void fold_group_x8(const int32_t *slots, V sign, const int32_t *k, int g, V *scratch) {
+    const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
+    const V a0 = load_x8(slots, n0, sign), b0 = load_x8(slots, 31 - n0, sign);
+    const V a1 = load_x8(slots, n1, sign), b1 = load_x8(slots, 31 - n1, sign);
+    const V a2 = load_x8(slots, n2, sign), b2 = load_x8(slots, 31 - n2, sign);
+    const V a3 = load_x8(slots, n3, sign), b3 = load_x8(slots, 31 - n3, sign);
+
+    const V s0 = add(a0, b0), d0 = mul_q31(sub(a0, b0), k[0]);
+    const V s1 = add(a1, b1), d1 = mul_q31(sub(a1, b1), k[1]);
+    const V s2 = add(a2, b2), d2 = mul_q31(sub(a2, b2), k[2]);
+    const V s3 = add(a3, b3), d3 = mul_q31(sub(a3, b3), k[3]);
+
+    V *E = scratch, *F = scratch + 8, *G = scratch + 16, *H = scratch + 24;
+    E[n0] = add(s0, s2);
+    F[n0] = mul_q31(sub(s0, s2), k[4]);
+    G[n0] = add(d0, d2);
+    H[n0] = mul_q31(sub(d0, d2), k[4]);
+    E[n1] = add(s1, s3);
+    F[n1] = mul_q31(sub(s1, s3), k[5]);
+    G[n1] = add(d1, d3);
+    H[n1] = mul_q31(sub(d1, d3), k[5]);
+}
+
+// As dct8 of the portable kernel.
+template <bool kDoubled>
+inline void dct8_x8(const V *P, const int32_t *c, V *out) {
+    const V p0 = add(P[0], P[7]), q0 = sub(P[0], P[7]);
+    const V p1 = add(P[1], P[6]), q1 = sub(P[1], P[6]);
+    const V p2 = add(P[2], P[5]), q2 = sub(P[2], P[5]);
+    const V p3 = add(P[3], P[4]), q3 = sub(P[3], P[4]);
+
+    const V u = add(p0, p3), v = sub(p0, p3);
+    const V w = add(p1, p2), z = sub(p1, p2);
+    const V e0 = add(u, w);
+    const V e4 = mul_q31(sub(u, w), c[9]);
+    const V r = mulhi_round(add(v, z), c[6]);
+    const V e2 = shl<2>(mulhi_round_add(r, v, c[7]));
+    const V e6 = shl<2>(mulhi_round_sub(r, z, c[8]));
+
+    const V r1 = mulhi_round(add(q3, q0), c[2]);
+    const V o0 = shl<2>(mulhi_round_add(r1, q0, c[0]));
+    const V o1 = shl<2>(mulhi_round_sub(r1, q3, c[1]));
+    const V r2 = mulhi_round(add(q2, q1), c[3]);
+    const V o2 = shl<2>(mulhi_round_add(r2, q1, c[4]));
+    const V o3 = shl<2>(mulhi_round_sub(r2, q2, c[5]));
+    const V o3p = sub(o1, o2);
+    const V o5p = sub(o0, o3);
+    const V sum03 = add(o0, o3), sum12 = add(o1, o2);
+
+    out[0] = e0;
+    if constexpr (kDoubled) {
+        const V a = mulhi_round(sum03, c[9]);
+        const V b = mulhi_round(sum12, c[9]);
+        out[1] = shl<2>(add(a, b));
+        out[2] = shl<1>(e2);
+        out[3] = shl<1>(o3p);
+        out[4] = shl<1>(e4);
+        out[5] = shl<1>(o5p);
+        out[6] = shl<1>(e6);
+        out[7] = shl<2>(sub(b, a));
+    } else {
+        out[1] = mul_q31(add(sum12, sum03), c[9]);
+        out[2] = e2;
+        out[3] = o3p;
+        out[4] = e4;
+        out[5] = o5p;
+        out[6] = e6;
+        out[7] = mul_q31(sub(sum12, sum03), c[9]);
+    }
+}
+
+// Row word of slots 0..7: slots 6, 4, 2, 0 to columns 1..4 of the even bank,
+// slots 7, 5, 3, 1 to columns 0..3 of the odd bank.
+inline void store_row(V x, int32_t *even_row, int32_t *odd_row) {
+    const V by_column = _mm256_permutevar8x32_epi32(x, _mm256_setr_epi32(6, 4, 2, 0, 7, 5, 3, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(even_row + 1), _mm256_castsi256_si128(by_column));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(odd_row), _mm256_extracti128_si256(by_column, 1));
+}
+
+// Slots 0..7 of the half (slots[0] = subband 0 of slot 0) in the lanes, sign:
+// +1 or -1 per lane, -1 where the slot is odd. Slot 8 (parity kInvert) runs
+// through the portable steps, interleaved with the vector steps so that the
+// scalar units work on it while the vector units work on the other eight.
+template <bool kInvert>
+inline void fastdct32x9(const int32_t *slots, V sign, int32_t *synthesis) {
+    const int32_t *c8 = dct8_II_coeff, *c32 = dct32_II_coeff;
+    const int32_t *slot8 = slots + 8;
+    V scratch[32];
+    int32_t scratch8[32];
+    fold_group_x8(slots, sign, c32, 0, scratch);
+    fold_group<kInvert>(slot8, c32, 0, scratch8);
+    fold_group_x8(slots, sign, c32 + 6, 1, scratch);
+    fold_group<kInvert>(slot8, c32 + 6, 1, scratch8);
+    fold_group_x8(slots, sign, c32 + 12, 2, scratch);
+    fold_group<kInvert>(slot8, c32 + 12, 2, scratch8);
+    fold_group_x8(slots, sign, c32 + 18, 3, scratch);
+    fold_group<kInvert>(slot8, c32 + 18, 3, scratch8);
+
+    V e[8], f[8], g[8], h[8];
+    int32_t e8[8], f8[8], g8[8], h8[8];
+    dct8_x8<false>(scratch, c8, e);
+    dct8<false>(scratch8, c8, e8);
+    dct8_x8<true>(scratch + 8, c8, f);
+    dct8<true>(scratch8 + 8, c8, f8);
+    dct8_x8<true>(scratch + 16, c8, g);
+    dct8<true>(scratch8 + 16, c8, g8);
+    dct8_x8<true>(scratch + 24, c8, h);
+    dct8<true>(scratch8 + 24, c8, h8);
+
+    V X[32];
+    X[2] = f[0];
+    for (int k = 0; k < 8; ++k) {
+        X[4 * k] = e[k];
+        if (k > 0) X[4 * k + 2] = sub(f[k], X[4 * k - 2]);
+    }
+    V y2[16];
+    y2[1] = shl<1>(h[0]);
+    for (int k = 1; k < 8; ++k) {
+        y2[2 * k] = g[k];
+        y2[2 * k + 1] = sub(shl<1>(h[k]), y2[2 * k - 1]);
+    }
+    X[1] = g[0];
+    for (int m = 1; m < 16; ++m) X[2 * m + 1] = sub(y2[m], X[2 * m - 1]);
+
+    const V zero = _mm256_setzero_si256();
+    for (int r = 0; r < 16; ++r) {
+        store_row(X[16 + r], synthesis + kSynthesisEvenUpper + 12 * r,
+                  synthesis + kSynthesisOddUpper + 12 * r);
+        store_row(sub(zero, X[15 - r]), synthesis + kSynthesisEvenLower + 12 * r,
+                  synthesis + kSynthesisOddLower + 12 * r);
+    }
+    recombine_store(e8, f8, g8, h8, synthesis + kSynthesisEvenUpper,
+                    synthesis + kSynthesisEvenLower);
+}
+
+}  // namespace
+
+void MP3D_subband_dct9_avx2(const int32_t *samples, int half, int32_t *synthesis) {
+    const int32_t *slots = samples + (half != 0 ? 9 : 0);
+    const int p0 = half & 1;
+    // Slot k has the parity p0 ^ (k & 1); the odd slots invert.
+    const V sign = p0 != 0 ? _mm256_setr_epi32(-1, 1, -1, 1, -1, 1, -1, 1)
+                           : _mm256_setr_epi32(1, -1, 1, -1, 1, -1, 1, -1);
+    if (p0 != 0) {
+        fastdct32x9<true>(slots, sign, synthesis);
+    } else {
+        fastdct32x9<false>(slots, sign, synthesis);
+    }
+}
+
+}  // namespace mp3d
