@@ -92,9 +92,10 @@ inline void transpose4(const int32_t *const rows[8], int first, V *out) {
 
 // An even-age and an odd-age value per lane, split for the 16-bit products.
 struct Split {
-    V high;  // high halves: even-age in bits 16..31, odd-age in bits 0..15
-    V low;   // low halves, same arrangement
-    V neg;   // 0xffff in each 16-bit half whose low half is negative as signed
+    V high;     // high halves: even-age in bits 16..31, odd-age in bits 0..15
+    V low;      // low halves, same arrangement
+    V neg;      // 0xffff in each 16-bit half whose low half is negative as signed
+    V rounded;  // high + 1 where low is negative (saturating at 0x7fff)
 };
 
 inline Split split(V even, V odd) {
@@ -102,20 +103,44 @@ inline Split split(V even, V odd) {
     s.high = _mm256_blend_epi16(_mm256_srli_epi32(odd, 16), even, 0xaa);
     s.low = _mm256_blend_epi16(odd, _mm256_slli_epi32(even, 16), 0xaa);
     s.neg = _mm256_srai_epi16(s.low, 15);
+    s.rounded = _mm256_subs_epi16(s.high, s.neg);
     return s;
 }
 
-// Sum of the MulW products of three taps (even-age and odd-age) with pair words.
+// Halves where rounded saturated: values 0x7fff8000 .. 0x7fffffff.
+inline V saturated(const Split &s) {
+    return _mm256_and_si256(_mm256_cmpeq_epi16(s.high, _mm256_set1_epi16(0x7fff)), s.neg);
+}
+
+// Sum of the MulW products of three taps (even-age and odd-age) with pair
+// words. Exact form: a = A 2^16 + u with u unsigned, MulW = A h +
+// floor(u h / 2^16). Rounded form, for values below 0x7fff8000: a = (A + n)
+// 2^16 + s with s the signed low half and n = 1 where s is negative, MulW =
+// (A + n) h + floor(s h / 2^16).
+template <bool kExact>
 inline V small_group(const Split *s, V w0, V w1, V w2) {
-    const V high = _mm256_add_epi32(
-        _mm256_add_epi32(_mm256_madd_epi16(s[0].high, w0), _mm256_madd_epi16(s[1].high, w1)),
-        _mm256_madd_epi16(s[2].high, w2));
-    const V f0 = _mm256_add_epi16(_mm256_mulhi_epi16(s[0].low, w0), _mm256_and_si256(w0, s[0].neg));
-    const V f1 = _mm256_add_epi16(_mm256_mulhi_epi16(s[1].low, w1), _mm256_and_si256(w1, s[1].neg));
-    const V f2 = _mm256_add_epi16(_mm256_mulhi_epi16(s[2].low, w2), _mm256_and_si256(w2, s[2].neg));
-    const V low =
-        _mm256_madd_epi16(_mm256_add_epi16(_mm256_add_epi16(f0, f1), f2), _mm256_set1_epi16(1));
-    return _mm256_add_epi32(high, low);
+    if constexpr (kExact) {
+        const V high = _mm256_add_epi32(
+            _mm256_add_epi32(_mm256_madd_epi16(s[0].high, w0), _mm256_madd_epi16(s[1].high, w1)),
+            _mm256_madd_epi16(s[2].high, w2));
+        const V f0 =
+            _mm256_add_epi16(_mm256_mulhi_epi16(s[0].low, w0), _mm256_and_si256(w0, s[0].neg));
+        const V f1 =
+            _mm256_add_epi16(_mm256_mulhi_epi16(s[1].low, w1), _mm256_and_si256(w1, s[1].neg));
+        const V f2 =
+            _mm256_add_epi16(_mm256_mulhi_epi16(s[2].low, w2), _mm256_and_si256(w2, s[2].neg));
+        const V low =
+            _mm256_madd_epi16(_mm256_add_epi16(_mm256_add_epi16(f0, f1), f2), _mm256_set1_epi16(1));
+        return _mm256_add_epi32(high, low);
+    } else {
+        const V high = _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(s[0].rounded, w0),
+                                                         _mm256_madd_epi16(s[1].rounded, w1)),
+                                        _mm256_madd_epi16(s[2].rounded, w2));
+        const V f = _mm256_add_epi16(
+            _mm256_add_epi16(_mm256_mulhi_epi16(s[0].low, w0), _mm256_mulhi_epi16(s[1].low, w1)),
+            _mm256_mulhi_epi16(s[2].low, w2));
+        return _mm256_add_epi32(high, _mm256_madd_epi16(f, _mm256_set1_epi16(1)));
+    }
 }
 
 // A history vector with its odd lanes moved down for vpmuldq.
@@ -164,15 +189,44 @@ struct Coefficients {
 // Outputs j and 32 - j of the eight lanes of one slot. split: tap 0 of the
 // slot's even-age / odd-age pairs; even, odd: the raw even-age and odd-age
 // column vectors at tap 0.
+template <bool kExact>
 inline void slot_outputs(const Split *sp, const V *even, const V *odd, const Coefficients &k,
                          V *out_j, V *out_mirror) {
     const Wide e3 = wide(even[3]), o3 = wide(odd[3]), e4 = wide(even[4]), o4 = wide(odd[4]);
     const V *w = k.w;
-    *out_j = to_pcm(small_group(sp, w[0], w[2], w[4]), large_group(e3, o3, e4, o4, k.large),
-                    small_group(sp + 5, w[14], w[16], w[18]));
+    *out_j = to_pcm(small_group<kExact>(sp, w[0], w[2], w[4]), large_group(e3, o3, e4, o4, k.large),
+                    small_group<kExact>(sp + 5, w[14], w[16], w[18]));
     *out_mirror =
-        to_pcm(small_group(sp, w[1], w[3], w[5]), large_group(e3, o3, e4, o4, k.large + 4),
-               small_group(sp + 5, w[15], w[17], w[19]));
+        to_pcm(small_group<kExact>(sp, w[1], w[3], w[5]), large_group(e3, o3, e4, o4, k.large + 4),
+               small_group<kExact>(sp + 5, w[15], w[17], w[19]));
+}
+
+// The nine slots of a batch.
+template <bool kExact>
+void slots(const Split *even_split, const Split *odd_split, const V *even_upper, const V *odd_lower,
+           const V *odd_upper, const V *even_lower, const Coefficients &k, int b, int32_t *pcm) {
+    const int j0 = 8 * b;
+    // Batch 0 holds output 0 in lane 0 and outputs 32 - j = 31..25 in lanes
+    // 1..7 (lane 0 of the mirror set is unused: stored at index 24, which
+    // batch 1 overwrites); batch 1 holds 24..17 in lanes 0..7.
+    const V mirror_order = b == 0 ? _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1)
+                                  : _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+    const int mirror_at = b == 0 ? 24 : 17;
+    for (int slot = 0; slot < 9; ++slot) {
+        V out_j, out_mirror;
+        if ((slot & 1) == 0) {
+            const int c = 4 - slot / 2;
+            slot_outputs<kExact>(even_split + c, even_upper + c, odd_lower + c, k, &out_j,
+                                 &out_mirror);
+        } else {
+            const int c = 3 - (slot - 1) / 2;
+            slot_outputs<kExact>(odd_split + c, odd_upper + c, even_lower + c + 1, k, &out_j,
+                                 &out_mirror);
+        }
+        int32_t *out = pcm + 32 * slot;
+        store8(out + j0, out_j);
+        store8(out + mirror_at, _mm256_permutevar8x32_epi32(out_mirror, mirror_order));
+    }
 }
 
 // Outputs j = 8b .. 8b + 7 and 32 - j of all nine slots.
@@ -213,24 +267,16 @@ void window_batch(const int32_t *synthesis, const int32_t *window, const int32_t
     for (int v = 0; v < 12; ++v) even_split[v] = split(even_upper[v], odd_lower[v]);
     for (int v = 0; v < 11; ++v) odd_split[v] = split(odd_upper[v], even_lower[v + 1]);
 
-    // Batch 0 holds output 0 in lane 0 and outputs 32 - j = 31..25 in lanes
-    // 1..7 (lane 0 of the mirror set is unused: stored at index 24, which
-    // batch 1 overwrites); batch 1 holds 24..17 in lanes 0..7.
-    const V mirror_order = b == 0 ? _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1)
-                                  : _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
-    const int mirror_at = b == 0 ? 24 : 17;
-    for (int slot = 0; slot < 9; ++slot) {
-        V out_j, out_mirror;
-        if ((slot & 1) == 0) {
-            const int c = 4 - slot / 2;
-            slot_outputs(even_split + c, even_upper + c, odd_lower + c, k, &out_j, &out_mirror);
-        } else {
-            const int c = 3 - (slot - 1) / 2;
-            slot_outputs(odd_split + c, odd_upper + c, even_lower + c + 1, k, &out_j, &out_mirror);
-        }
-        int32_t *out = pcm + 32 * slot;
-        store8(out + j0, out_j);
-        store8(out + mirror_at, _mm256_permutevar8x32_epi32(out_mirror, mirror_order));
+    V any_saturated = _mm256_setzero_si256();
+    for (int v = 0; v < 12; ++v)
+        any_saturated = _mm256_or_si256(any_saturated, saturated(even_split[v]));
+    for (int v = 0; v < 11; ++v)
+        any_saturated = _mm256_or_si256(any_saturated, saturated(odd_split[v]));
+    if (_mm256_testz_si256(any_saturated, any_saturated)) {
+        slots<false>(even_split, odd_split, even_upper, odd_lower, odd_upper, even_lower, k, b,
+                     pcm);
+    } else {
+        slots<true>(even_split, odd_split, even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
     }
 }
 
