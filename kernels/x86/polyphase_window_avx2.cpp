@@ -19,17 +19,21 @@
 // which equals ((S1 >> 2) + M) << 2 plus S2. S1 and S2 are sums of MulW
 // products on pair words, M the sum of the four rounded full-word products.
 //
-// MulW on 16-bit lanes: a history value a = A 2^16 + u with A its signed high
-// half and u its unsigned low half, so MulW(a, h) = A h + floor(u h / 2^16).
-// The high and low halves of an even-age and an odd-age value are packed into
-// one 32-bit lane (even-age in the high half, odd-age in the low half), the
-// same arrangement as the coefficients of a pair word, so vpmaddwd on the
-// pair word gives both A h products summed, and vpmulhw gives the two floor
-// terms for the signed low half s = u - 2^16 [u >= 2^15]; adding h where s is
-// negative corrects them to the unsigned low half. Those corrected terms lie
-// within +-|h|; the pair halves of three taps of window_lf sum to less than
-// 2^15 in magnitude (checked by the tests), so three of them add up in 16 bits
-// before one vpmaddwd with ones widens them.
+// MulW on 16-bit lanes. The high and low halves of an even-age and an
+// odd-age value are packed into one 32-bit lane (even-age in the high half,
+// odd-age in the low half), the arrangement of the coefficients in a pair
+// word, so that vpmaddwd on the pair word gives both high-half products
+// summed and vpmulhw gives the two floor terms of the low halves:
+// - rounded form: a = (A + n) 2^16 + s with A the signed high half, s the
+//   signed low half and n = 1 where s < 0 (the high half of a + 0x8000), so
+//   MulW(a, h) = (A + n) h + floor(s h / 2^16). A + n only fits 16 bits for
+//   a < 0x7fff8000;
+// - exact form, used for a batch that holds a larger value: a = A 2^16 + u
+//   with u the unsigned low half, MulW(a, h) = A h + floor(u h / 2^16), the
+//   floor term being vpmulhw on s plus h where s < 0.
+// The floor terms lie within +-|h|; the pair halves of three taps of
+// window_lf sum to less than 2^15 in magnitude (checked by the tests), so
+// three of them add up in 16 bits before one vpmaddwd with ones widens them.
 //
 // Rounded full-word products: vpmuldq on the even and on the odd lanes, plus
 // 2^31, upper words summed in 32-bit lanes and merged by one blend.
@@ -54,28 +58,9 @@ inline void store8(int32_t *p, V v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v);
 }
 
-// Columns first .. first + 7 of the eight rows: out[c] lane l = rows[l][first + c].
-inline void transpose8(const int32_t *const rows[8], int first, V *out) {
-    V t[8], u[8];
-    for (int p = 0; p < 4; ++p) {
-        const V a = load8(rows[2 * p] + first), b = load8(rows[2 * p + 1] + first);
-        t[2 * p] = _mm256_unpacklo_epi32(a, b);
-        t[2 * p + 1] = _mm256_unpackhi_epi32(a, b);
-    }
-    for (int h = 0; h < 2; ++h) {
-        const V *s = t + 4 * h;
-        u[4 * h + 0] = _mm256_unpacklo_epi64(s[0], s[2]);
-        u[4 * h + 1] = _mm256_unpackhi_epi64(s[0], s[2]);
-        u[4 * h + 2] = _mm256_unpacklo_epi64(s[1], s[3]);
-        u[4 * h + 3] = _mm256_unpackhi_epi64(s[1], s[3]);
-    }
-    for (int c = 0; c < 4; ++c) {
-        out[c] = _mm256_permute2x128_si256(u[c], u[4 + c], 0x20);
-        out[4 + c] = _mm256_permute2x128_si256(u[c], u[4 + c], 0x31);
-    }
-}
-
-// Columns first .. first + 3 of the eight rows.
+// Columns first .. first + 3 of the eight rows: out[c] lane l =
+// rows[l][first + c]. Rows l and l + 4 share a vector, so that no lane-crossing
+// shuffle is needed after the loads.
 inline void transpose4(const int32_t *const rows[8], int first, V *out) {
     V q[4];
     for (int k = 0; k < 4; ++k) {
@@ -90,56 +75,57 @@ inline void transpose4(const int32_t *const rows[8], int first, V *out) {
     out[3] = _mm256_unpackhi_epi64(t1, t3);
 }
 
+// Columns first .. first + 7 of the eight rows: out[c] lane l = rows[l][first + c].
+inline void transpose8(const int32_t *const rows[8], int first, V *out) {
+    transpose4(rows, first, out);
+    transpose4(rows, first + 4, out + 4);
+}
+
 // An even-age and an odd-age value per lane, split for the 16-bit products.
 struct Split {
-    V high;     // high halves: even-age in bits 16..31, odd-age in bits 0..15
-    V low;      // low halves, same arrangement
-    V neg;      // 0xffff in each 16-bit half whose low half is negative as signed
-    V rounded;  // high + 1 where low is negative (saturating at 0x7fff)
+    V high;  // high halves: even-age in bits 16..31, odd-age in bits 0..15
+    V low;   // low halves, same arrangement
+    V neg;   // exact form: 0xffff in each 16-bit half whose low half is negative
 };
 
+// Exact form: high = signed high halves A. Rounded form (history values
+// below 0x7fff8000): high = A + 1 where the low half is negative as signed,
+// i.e. the high half of a + 0x8000, and neg is not used.
+template <bool kExact>
 inline Split split(V even, V odd) {
     Split s;
-    s.high = _mm256_blend_epi16(_mm256_srli_epi32(odd, 16), even, 0xaa);
     s.low = _mm256_blend_epi16(odd, _mm256_slli_epi32(even, 16), 0xaa);
-    s.neg = _mm256_srai_epi16(s.low, 15);
-    s.rounded = _mm256_subs_epi16(s.high, s.neg);
+    if constexpr (kExact) {
+        s.high = _mm256_blend_epi16(_mm256_srli_epi32(odd, 16), even, 0xaa);
+        s.neg = _mm256_srai_epi16(s.low, 15);
+    } else {
+        const V half = _mm256_set1_epi32(0x8000);
+        s.high = _mm256_blend_epi16(_mm256_srli_epi32(_mm256_add_epi32(odd, half), 16),
+                                    _mm256_add_epi32(even, half), 0xaa);
+        s.neg = _mm256_setzero_si256();
+    }
     return s;
 }
 
-// Halves where rounded saturated: values 0x7fff8000 .. 0x7fffffff.
-inline V saturated(const Split &s) {
-    return _mm256_and_si256(_mm256_cmpeq_epi16(s.high, _mm256_set1_epi16(0x7fff)), s.neg);
-}
-
-// Sum of the MulW products of three taps (even-age and odd-age) with pair
-// words. Exact form: a = A 2^16 + u with u unsigned, MulW = A h +
-// floor(u h / 2^16). Rounded form, for values below 0x7fff8000: a = (A + n)
-// 2^16 + s with s the signed low half and n = 1 where s is negative, MulW =
-// (A + n) h + floor(s h / 2^16).
+// Sums of the MulW products of three taps (even-age and odd-age) with the
+// pair words of output j (w[0], w[2], w[4]) and of output 32 - j (w[1], w[3],
+// w[5]), each split loaded once for both.
 template <bool kExact>
-inline V small_group(const Split *s, V w0, V w1, V w2) {
-    if constexpr (kExact) {
-        const V high = _mm256_add_epi32(
-            _mm256_add_epi32(_mm256_madd_epi16(s[0].high, w0), _mm256_madd_epi16(s[1].high, w1)),
-            _mm256_madd_epi16(s[2].high, w2));
-        const V f0 =
-            _mm256_add_epi16(_mm256_mulhi_epi16(s[0].low, w0), _mm256_and_si256(w0, s[0].neg));
-        const V f1 =
-            _mm256_add_epi16(_mm256_mulhi_epi16(s[1].low, w1), _mm256_and_si256(w1, s[1].neg));
-        const V f2 =
-            _mm256_add_epi16(_mm256_mulhi_epi16(s[2].low, w2), _mm256_and_si256(w2, s[2].neg));
-        const V low =
-            _mm256_madd_epi16(_mm256_add_epi16(_mm256_add_epi16(f0, f1), f2), _mm256_set1_epi16(1));
-        return _mm256_add_epi32(high, low);
-    } else {
-        const V high = _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(s[0].rounded, w0),
-                                                         _mm256_madd_epi16(s[1].rounded, w1)),
-                                        _mm256_madd_epi16(s[2].rounded, w2));
-        const V f = _mm256_add_epi16(
-            _mm256_add_epi16(_mm256_mulhi_epi16(s[0].low, w0), _mm256_mulhi_epi16(s[1].low, w1)),
-            _mm256_mulhi_epi16(s[2].low, w2));
-        return _mm256_add_epi32(high, _mm256_madd_epi16(f, _mm256_set1_epi16(1)));
+inline void small_groups(const Split *s, const V *w, V *sum) {
+    V high[2], low[2];
+    for (int t = 0; t < 3; ++t) {
+        const V h = s[t].high, l = s[t].low;
+        for (int set = 0; set < 2; ++set) {
+            const V c = w[2 * t + set];
+            V f = _mm256_mulhi_epi16(l, c);
+            if constexpr (kExact) f = _mm256_add_epi16(f, _mm256_and_si256(c, s[t].neg));
+            const V p = _mm256_madd_epi16(h, c);
+            high[set] = t == 0 ? p : _mm256_add_epi32(high[set], p);
+            low[set] = t == 0 ? f : _mm256_add_epi16(low[set], f);
+        }
+    }
+    for (int set = 0; set < 2; ++set) {
+        sum[set] = _mm256_add_epi32(high[set], _mm256_madd_epi16(low[set], _mm256_set1_epi16(1)));
     }
 }
 
@@ -192,19 +178,39 @@ struct Coefficients {
 template <bool kExact>
 inline void slot_outputs(const Split *sp, const V *even, const V *odd, const Coefficients &k,
                          V *out_j, V *out_mirror) {
-    const Wide e3 = wide(even[3]), o3 = wide(odd[3]), e4 = wide(even[4]), o4 = wide(odd[4]);
+    // Each history vector is loaded once and multiplied with the coefficients
+    // of both outputs, so that few values are live at a time.
     const V *w = k.w;
-    *out_j = to_pcm(small_group<kExact>(sp, w[0], w[2], w[4]), large_group(e3, o3, e4, o4, k.large),
-                    small_group<kExact>(sp + 5, w[14], w[16], w[18]));
-    *out_mirror =
-        to_pcm(small_group<kExact>(sp, w[1], w[3], w[5]), large_group(e3, o3, e4, o4, k.large + 4),
-               small_group<kExact>(sp + 5, w[15], w[17], w[19]));
+    V s1[2], s2[2];
+    small_groups<kExact>(sp, w, s1);
+    small_groups<kExact>(sp + 5, w + 14, s2);
+    V even_sum[2], odd_sum[2];
+    for (int t = 0; t < 4; ++t) {
+        const Wide a = wide(t == 0 ? even[3] : t == 1 ? odd[3] : t == 2 ? even[4] : odd[4]);
+        for (int set = 0; set < 2; ++set) {
+            const Wide &c = k.large[4 * set + t];
+            const V pe = round_product(a.even, c.even), po = round_product(a.odd, c.odd);
+            even_sum[set] = t == 0 ? pe : _mm256_add_epi32(even_sum[set], pe);
+            odd_sum[set] = t == 0 ? po : _mm256_add_epi32(odd_sum[set], po);
+        }
+    }
+    V m[2];
+    for (int set = 0; set < 2; ++set) {
+        m[set] = _mm256_blend_epi32(_mm256_srli_epi64(even_sum[set], 32), odd_sum[set], 0xaa);
+    }
+    *out_j = to_pcm(s1[0], m[0], s2[0]);
+    *out_mirror = to_pcm(s1[1], m[1], s2[1]);
 }
 
 // The nine slots of a batch.
 template <bool kExact>
-void slots(const Split *even_split, const Split *odd_split, const V *even_upper, const V *odd_lower,
-           const V *odd_upper, const V *even_lower, const Coefficients &k, int b, int32_t *pcm) {
+void slots(const V *even_upper, const V *odd_lower, const V *odd_upper, const V *even_lower,
+           const Coefficients &k, int b, int32_t *pcm) {
+    // Even slots pair even-bank upper column v with odd-bank lower column v;
+    // odd slots pair odd-bank upper column v with even-bank lower column v + 1.
+    Split even_split[12], odd_split[11];
+    for (int v = 0; v < 12; ++v) even_split[v] = split<kExact>(even_upper[v], odd_lower[v]);
+    for (int v = 0; v < 11; ++v) odd_split[v] = split<kExact>(odd_upper[v], even_lower[v + 1]);
     const int j0 = 8 * b;
     // Batch 0 holds output 0 in lane 0 and outputs 32 - j = 31..25 in lanes
     // 1..7 (lane 0 of the mirror set is unused: stored at index 24, which
@@ -261,22 +267,16 @@ void window_batch(const int32_t *synthesis, const int32_t *window, const int32_t
     const int large_words[8] = {6, 7, 10, 11, 8, 9, 12, 13};
     for (int n = 0; n < 8; ++n) k.large[n] = wide(k.w[large_words[n]]);
 
-    // Even slots pair even-bank upper column v with odd-bank lower column v;
-    // odd slots pair odd-bank upper column v with even-bank lower column v + 1.
-    Split even_split[12], odd_split[11];
-    for (int v = 0; v < 12; ++v) even_split[v] = split(even_upper[v], odd_lower[v]);
-    for (int v = 0; v < 11; ++v) odd_split[v] = split(odd_upper[v], even_lower[v + 1]);
-
-    V any_saturated = _mm256_setzero_si256();
-    for (int v = 0; v < 12; ++v)
-        any_saturated = _mm256_or_si256(any_saturated, saturated(even_split[v]));
-    for (int v = 0; v < 11; ++v)
-        any_saturated = _mm256_or_si256(any_saturated, saturated(odd_split[v]));
-    if (_mm256_testz_si256(any_saturated, any_saturated)) {
-        slots<false>(even_split, odd_split, even_upper, odd_lower, odd_upper, even_lower, k, b,
-                     pcm);
+    // Values from 0x7fff8000 up need the exact form of the 16-bit products.
+    V top = cols[0][0];
+    for (int q = 0; q < 4; ++q) {
+        for (int v = 0; v < 12; ++v) top = _mm256_max_epi32(top, cols[q][v]);
+    }
+    const V large = _mm256_cmpgt_epi32(top, _mm256_set1_epi32(0x7fff7fff));
+    if (_mm256_testz_si256(large, large)) {
+        slots<false>(even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
     } else {
-        slots<true>(even_split, odd_split, even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
+        slots<true>(even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
     }
 }
 
