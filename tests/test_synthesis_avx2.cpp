@@ -56,26 +56,28 @@ TEST(SynthesisAvx2, WindowPairHalvesFitSixteenBitSums) {
     }
 }
 
-// History words that stress the vector arithmetic: full-range extremes, the
-// top values whose rounded high half would not fit 16 bits, low halves on
-// either side of 2^15, values whose sums wrap and outputs that saturate.
+// History words that stress the vector arithmetic: full-range extremes, low
+// halves on either side of 2^15, values whose sums wrap and outputs that
+// saturate. The last two (0x7fff8000 and up) make the kernel take its exact
+// form of the 16-bit products; edge_word(r % 14) never does.
+const int32_t kEdges[16] = {INT32_MIN,  -1,         0,         1,          0x7fff7fff,  0x00008000,
+                            0x00007fff, -0x8000,    -0x8001,   0x40000000, -0x40000000, -0x7fff8000,
+                            0x0000ffff, 0x7ffe8000, INT32_MAX, 0x7fff8000};
 int32_t edge_word(uint32_t r) {
-    static const int32_t edges[] = {
-        INT32_MIN,  INT32_MAX,  -1,      0,       1,          0x7fff8000,  0x7fffffff,  0x7fff7fff,
-        0x00008000, 0x00007fff, -0x8000, -0x8001, 0x40000000, -0x40000000, -0x7fff8000, 0x0000ffff};
-    return edges[r % 16];
+    return kEdges[r % 16];
 }
 
 TEST(SynthesisAvx2, PolyphaseWindowMatchesPortable) {
     const MP3D_Kernel_Set *avx2 = avx2_or_skip();
     if (avx2 == nullptr) GTEST_SKIP() << "no AVX2 kernels in this build or on this processor";
     std::mt19937 rng(42);
-    for (int round = 0; round < 600; ++round) {
+    for (int round = 0; round < 720; ++round) {
         std::vector<int32_t> hist_p(768);
         // Rounds of one kind (random audio-sized, random full-range, edge
-        // words only, one edge value everywhere, a mix).
-        const int kind = round % 5;
-        const int32_t fill = edge_word(static_cast<uint32_t>(round / 5));
+        // words only, edge words below 0x7fff8000 only, one edge value
+        // everywhere, a mix).
+        const int kind = round % 6;
+        const int32_t fill = edge_word(static_cast<uint32_t>(round / 6));
         for (int32_t &x : hist_p) {
             const uint32_t r = rng();
             switch (kind) {
@@ -89,6 +91,9 @@ TEST(SynthesisAvx2, PolyphaseWindowMatchesPortable) {
                     x = edge_word(r);
                     break;
                 case 3:
+                    x = kEdges[r % 14];
+                    break;
+                case 4:
                     x = fill;
                     break;
                 default:
