@@ -8,11 +8,9 @@
 
 namespace mp3d {
 
-// As MP3D_subband_window (kernels/subband_window.h).
-void MP3D_subband_window_avx2(const int32_t *upper_own, const int32_t *lower_other,
-                              const int32_t *window, int32_t *pcm);
-
-// As MP3D_polyphase_window (decoder/polyphase_synthesis.h).
+// As MP3D_polyphase_window (decoder/polyphase_synthesis.h): all 288 outputs
+// of a half and the history move. window must be window_lf (the kernel relies
+// on the small size of its pair-word coefficients).
 int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window);
 
 // As MP3D_subband_dct9 (decoder/polyphase_synthesis.h).
