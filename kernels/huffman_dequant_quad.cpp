@@ -2,9 +2,12 @@
 // 2.4.2.7): values -1, 0, +1 above the big-value part, each non-zero one
 // written as the band's unit value with its sign.
 //
-// The reservoir reader is kept in locals as in the pair kernel; a refill here
-// loads bytes while c >= 16, leaving at least 17 unread bits: a 6-bit
-// codeword and four sign bits.
+// The reservoir is read through the 64-bit reader of huffman_window.h: a
+// quadruple takes at most 10 bits (a 6-bit codeword and four signs), so a
+// refill, which brings 56 bits or more, serves several quadruples. The
+// byte-wise reader that the state keeps refills to 17..24 unread bits before
+// every quadruple; the kernel notes the bit position of the last such point
+// and rebuilds that reader's exact state from it on exit.
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/huffman_window.h"
@@ -15,6 +18,13 @@ namespace {
 
 // Quadruples start at most here, so that none is written past line 575.
 constexpr int32_t kLastQuadStart = 572;
+// Bits a quadruple can take: the longest codeword and four signs.
+constexpr int32_t kQuadBits = 10;
+// The byte-wise reader refills to more than this many unread bits.
+constexpr int32_t kRefillDepth = 24;
+// Bit position from which that refill moves its index past
+// kHufReadStopIndex: floor((p + 24) / 8) > kHufReadStopIndex.
+constexpr int32_t kStopPosition = 8 * (kHufReadStopIndex + 1) - kRefillDepth;
 
 int32_t unit_value(const int32_t *exponents, int32_t band, const MP3D_Decoder_State *state) {
     const Huf_Exponent_Split e = huf_split_exponent(exponents[band]);
@@ -33,11 +43,13 @@ inline int32_t signed_unit(uint32_t &v, int32_t &used, int32_t unit) {
 uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_region,
                                   MP3D_Decoder_State *state, int32_t *lines) {
     const uint8_t *const buffer = state->reservoir_buffer;
-    uint32_t w = state->res_window;
-    int32_t c = 32 - state->res_bits_in_window;
-    int32_t index = state->res_read_index;
-    const int32_t start_index = index;
-    const int32_t start_bits = state->res_bits_in_window;
+    Huf_Reader reader = huf_reader_load(state);
+    uint64_t bits = reader.bits;
+    int32_t count = reader.count;
+    int32_t index = reader.index;
+    int32_t mark = INT32_MIN;
+    // A reader that already stands past the stop index stops at once.
+    const int32_t stop_position = index > kHufReadStopIndex ? INT32_MIN : kStopPosition;
 
     const uint8_t *const table = quad_region->code_table;
     const uint32_t width = table[0];
@@ -53,13 +65,11 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
     int32_t pos = start_line;
 
     while (budget > 0 && pos <= kLastQuadStart) {
-        while (c >= 16) {
-            w = (w << 8) | huf_fetch_byte(buffer, index);
-            ++index;
-            c -= 8;
-        }
+        if (count < kQuadBits) huf_refill(bits, count, index, buffer);
+        const int32_t position = 8 * index - count;
+        mark = position;
         // Beyond the reservoir's end no data is left (see huffman_window.h).
-        if (index > kHufReadStopIndex) break;
+        if (position >= stop_position) break;
         if (bands[band + 1] == pos) {
             ++band;
             lo = hi = unit_value(exponents, band, state);
@@ -68,7 +78,7 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
             ++band;
             hi = unit_value(exponents, band, state);
         }
-        uint32_t v = w << c;
+        uint32_t v = static_cast<uint32_t>(bits >> 32);
         const uint32_t entry = table[1 + (v >> (32 - width))];
         int32_t used = static_cast<int32_t>(entry & 15u);
         v <<= used;
@@ -140,17 +150,16 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
         }
         lo = hi;
         pos += 4;
-        c += used;
+        bits <<= used;
+        count -= used;
         out += 4;
         budget -= used;
     }
     const int32_t end = pos < 576 ? pos : 576;
     *lines = end > start_line ? end - start_line : 0;
 
-    state->res_window = w;
-    state->res_bits_in_window = 32 - c;
-    state->res_read_index = index;
-    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+    reader = {bits, count, index};
+    return huf_reader_store(reader, mark, kRefillDepth, state);
 }
 
 }  // namespace mp3d
