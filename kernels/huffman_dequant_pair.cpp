@@ -8,7 +8,7 @@
 // 48 bits are left covers the whole pair; a refill brings 56 or more. Within
 // a pair the codeword and signs are taken from the top 32 bits and consumed
 // from the reader once at the end of the pair; an escape consumes what came
-// before it first.
+// before it first, so that `used` counts the bits since the escape.
 //
 // The byte-wise reader that the state keeps refills to 25..32 unread bits
 // before every pair and before every escape. The kernel counts the bits
@@ -110,15 +110,14 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                 const uint64_t p = static_cast<uint64_t>(static_cast<uint32_t>(powers[value]));
                 return static_cast<int32_t>(static_cast<uint32_t>((p << 32) >> shift));
             };
-            // Escape of x = 15 after `used` more bits: consumes them and the
-            // escape bits, returns the magnitude and leaves v at the sign.
+            // Escape of x = 15 after `used` more bits: consumes those, reads
+            // the escape bits, leaves v at the sign (the escape bits are
+            // consumed with the rest of the pair) and returns the magnitude.
             auto escaped = [&](uint32_t used, uint32_t &v) -> int32_t {
                 bits <<= used;
                 count -= static_cast<int32_t>(used);
                 const int32_t value = 15 + static_cast<int32_t>(bits >> (64 - linbits));
-                bits <<= linbits;
-                count -= static_cast<int32_t>(linbits);
-                v = static_cast<uint32_t>(bits >> 32);
+                v = static_cast<uint32_t>((bits << linbits) >> 32);
                 return value < 64 ? power(static_cast<uint32_t>(value))
                                   : dequant_greaterthan63(value, scale, -q, state);
             };
@@ -159,7 +158,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     int32_t m;
                     if (x == escape) {
                         m = escaped(used, v);
-                        used = 0;
+                        used = linbits;
                     } else {
                         m = x == 1 ? one : power(x);
                     }
@@ -171,7 +170,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     int32_t m;
                     if (y == escape) {
                         m = escaped(used, v);
-                        used = 0;
+                        used = linbits;
                     } else {
                         m = y == 1 ? one : power(y);
                     }
