@@ -15,9 +15,9 @@
 // consumed since the last such point (`tail`) and rebuilds that reader's
 // exact state on exit, including its read stop past the buffer's end.
 //
-// Magnitudes below 64 come from huf_scaled_powers, the power x^(4/3) already
-// multiplied by the band's quarter-step scale, shifted by the band's 6 - q;
-// magnitude 1 is the band's own rounding of the scale.
+// Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
+// multiplied by the band's quarter-step scale (for x = 1 the scale itself),
+// placed so that one right shift by the band's 26 + q gives the magnitude.
 #include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
@@ -77,6 +77,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
     const int32_t limit = region->line_limit;
     const int32_t *const scale_table = state->scale_fac_table_lf;
     const uint32_t root_width = table != nullptr ? table[0] : 0u;
+    uint64_t extreme[64];  // magnitudes of bands with q < -26
 
     int32_t band = region->start_band;
     for (; band < region->end_band; ++band) {
@@ -97,18 +98,21 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
             const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
             const int32_t scale = scale_table[e.r];
             const int32_t q = e.q;
-            const int32_t one = huf_magnitude_one(scale, q);
-            const int32_t *const powers = huf_scaled_powers[e.r];
-            // shift_by(power, 6 - q) as one right shift of the power moved to
-            // the upper half of a 64-bit word, keeping the low 32 bits: by
-            // 32 - (6 - q), clamped to 0..63. Shifts of 32 or more to the left
-            // give 0 (the clamp at 0), to the right 0 as well (the clamp at
-            // 63), the powers being non-negative and below 2^31.
-            const int32_t s = 32 - (6 - q);
-            const uint32_t shift = s < 0 ? 0u : (s > 63 ? 63u : static_cast<uint32_t>(s));
+            // Magnitude of x < 64: the table word shifted right by 26 + q
+            // (clamped to 63, where every word gives 0 as shift_by does),
+            // low 32 bits. Below q = -26, outside what any stream's gains
+            // give, every magnitude but 1 is 0; a table of those stands in.
+            const uint64_t *powers = huf_scaled_powers[e.r];
+            uint32_t shift = 63;
+            if (q < 63 - 26) shift = static_cast<uint32_t>(26 + (q > -26 ? q : -26));
+            if (q < -26) {
+                for (uint64_t &word : extreme) word = 0;
+                extreme[1] = static_cast<uint32_t>(huf_magnitude_one(scale, q));
+                powers = extreme;
+                shift = 0;
+            }
             auto power = [&](uint32_t value) -> int32_t {
-                const uint64_t p = static_cast<uint64_t>(static_cast<uint32_t>(powers[value]));
-                return static_cast<int32_t>(static_cast<uint32_t>((p << 32) >> shift));
+                return static_cast<int32_t>(static_cast<uint32_t>(powers[value] >> shift));
             };
             // Escape of x = 15 after `used` more bits: consumes those, reads
             // the escape bits, leaves v at the sign (the escape bits are
@@ -160,7 +164,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                         m = escaped(used, v);
                         used = linbits;
                     } else {
-                        m = x == 1 ? one : power(x);
+                        m = power(x);
                     }
                     out[0] = apply_sign(m, v);
                     v <<= 1;
@@ -172,7 +176,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                         m = escaped(used, v);
                         used = linbits;
                     } else {
-                        m = y == 1 ? one : power(y);
+                        m = power(y);
                     }
                     out[1] = apply_sign(m, v);
                     used += 1;

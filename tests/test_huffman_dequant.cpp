@@ -362,7 +362,7 @@ TEST_F(HuffmanDequant, MatchesBytewiseReaderOnArbitraryData) {
                 : fill == 1 ? 0xFF
                 : fill == 2 ? uint8_t(rng() & rng())
                             : 0;
-        for (auto &e : exps) e = trial % 50 == 0 ? int32_t(rng()) : pick(-320, 60);
+        for (auto &e : exps) e = trial % 50 == 0 ? int32_t(rng()) : pick(-320, 140);
         const int32_t index = trial % 3 == 0 ? pick(0, kReservoirBytes + 6)
                                              : pick(kReservoirBytes - 80, kReservoirBytes + 6);
         const int32_t bits = pick(0, 32);
