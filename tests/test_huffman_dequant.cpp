@@ -70,7 +70,8 @@ class HuffmanDequant : public ::testing::Test {
     }
     uint32_t window_word(int32_t index) const {
         uint32_t w = 0;
-        for (int i = index - 4; i < index; ++i) w = w << 8 | (i < kReservoirBytes ? res_[i] : 0);
+        for (int i = index - 4; i < index; ++i)
+            w = w << 8 | (i >= 0 && i < kReservoirBytes ? res_[i] : 0);
         return w;
     }
     // The reader stands at bit pos, its window consistent with the buffer.
