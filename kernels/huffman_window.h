@@ -14,14 +14,16 @@ namespace mp3d {
 // How reservoir reads are bounded. The kernels read reservoir bytes without
 // consulting the amount of data written, so corrupt Huffman data can drive
 // them far past the granule (the pair kernel stops only at its line limit).
-// Every byte they load goes through huf_fetch_byte, which touches memory only
-// for indices inside the reservoir buffer and supplies 0 elsewhere. Valid data
-// never lies beyond kReservoirBytes, so the substitution cannot change the
-// decoding of a valid stream. Once the read index passes kHufReadStopIndex,
-// every unread bit of the window lies beyond the buffer; the pair kernel then
-// stops (like at its line limit), which keeps the index it writes back within
-// a few bytes of the buffer's end. The bits it reports exceed the granule's
-// data, so the driver sees the overrun and rewinds.
+// Every byte they load either comes from an 8-byte load that lies wholly
+// inside the reservoir buffer or goes through huf_fetch_byte, which touches
+// memory only for indices inside the buffer and supplies 0 elsewhere. Valid
+// data never lies beyond kReservoirBytes, so the substitution cannot change
+// the decoding of a valid stream. Once the index of the byte-wise reader
+// (below) passes kHufReadStopIndex, every unread bit of its window lies
+// beyond the buffer; the kernels then stop (the pair kernel as at its line
+// limit), which keeps the index they write back within a few bytes of the
+// buffer's end. The bits reported then exceed the granule's data, so the
+// driver sees the overrun and rewinds.
 inline constexpr int32_t kHufReadStopIndex = kReservoirBytes + 4;
 
 inline uint32_t huf_fetch_byte(const uint8_t *buffer, int32_t index) {
@@ -90,10 +92,10 @@ inline Huf_Reader huf_reader_load(const MP3D_Decoder_State *state) {
 
 // Writes the reader back in the byte-wise form the rest of the decoder
 // uses. `mark` is the bit position (8 * index - unread bits) where the
-// byte-wise reader last refilled to more than `depth` unread bits (32 for
-// the pair kernel, 24 for count1), or INT32_MIN when it never refilled: it
-// then stands at byte floor((mark + depth) / 8), at least at its start.
-// Returns the bits consumed since entry.
+// byte-wise reader last refilled, to depth - 7 .. depth unread bits (depth
+// 32 for the pair kernel, 24 for count1), or INT32_MIN when it never
+// refilled: its index is then floor((mark + depth) / 8), but not below its
+// start. Returns the bits consumed since entry.
 inline uint32_t huf_reader_store(const Huf_Reader &r, int32_t mark, int32_t depth,
                                  MP3D_Decoder_State *state) {
     const uint8_t *const buffer = state->reservoir_buffer;
