@@ -2,11 +2,23 @@
 // 2.4.2.7 and 2.4.3.4): one region of the big-value part, written as Q28
 // spectral values.
 //
-// The reservoir reader is kept in locals: w is the 32-bit window, c the number
-// of its bits already consumed (the next unread bit is bit 31 - c), index the
-// next reservoir byte to load. A refill loads whole bytes while c >= 8, which
-// leaves at least 25 unread bits: enough for the longest codeword (19 bits)
-// with its signs, or for 13 escape bits and a sign.
+// The reservoir is read through the 64-bit reader of huffman_window.h. A
+// pair needs at most 48 bits (a 19-bit codeword, then for x and y up to 13
+// escape bits and a sign), so one refill before a pair whenever fewer than
+// 48 bits are left covers the whole pair; a refill brings 56 or more. Within
+// a pair the codeword and signs are taken from the top 32 bits and consumed
+// from the reader once at the end of the pair; an escape consumes what came
+// before it first, so that `used` counts the bits since the escape.
+//
+// The byte-wise reader that the state keeps refills to 25..32 unread bits
+// before every pair and before every escape. The kernel counts the bits
+// consumed since the last such point (`tail`) and rebuilds that reader's
+// exact state on exit, including its read stop past the buffer's end.
+//
+// Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
+// multiplied by the band's quarter-step scale (for x = 1 the scale itself),
+// placed so that one right shift by the band's 26 + q gives the magnitude.
+#include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/huffman_window.h"
@@ -21,6 +33,28 @@ constexpr uint32_t kMaxLinbits = 13;
 // The decoder reads at most this many words per codeword; the fifth is taken
 // as a leaf whatever it holds.
 constexpr int kMaxLookups = 5;
+// Bits a pair can take: the longest codeword (19 bits), then twice the
+// longest escape and a sign.
+constexpr int32_t kPairBits = 19 + 2 * (static_cast<int32_t>(kMaxLinbits) + 1);
+// The byte-wise reader refills to more than this many unread bits.
+constexpr int32_t kRefillDepth = 32;
+// Bit position from which the byte-wise reader's refill moves its index past
+// kHufReadStopIndex: floor((p + 32) / 8) > kHufReadStopIndex.
+constexpr int32_t kStopPosition = 8 * (kHufReadStopIndex + 1) - kRefillDepth;
+
+// The pair loop tests count < guard once per pair: below it either a refill
+// is due or the read position (8 * index - count) has reached kStopPosition.
+inline int32_t pair_guard(int32_t index) {
+    const int32_t stop = 8 * index - kStopPosition + 1;
+    return stop > kPairBits ? stop : kPairBits;
+}
+
+// Applies the sign bit at the top of v to m: m when it is 0, the wrapped
+// negation when it is 1.
+inline int32_t apply_sign(int32_t m, uint32_t v) {
+    const uint32_t s = 0u - (v >> 31);
+    return static_cast<int32_t>((static_cast<uint32_t>(m) ^ s) - s);
+}
 
 }  // namespace
 
@@ -28,25 +62,22 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                                      MP3D_Decoder_State *state, int32_t *band_reached,
                                      int32_t *stop) {
     const uint8_t *const buffer = state->reservoir_buffer;
-    uint32_t w = state->res_window;
-    int32_t c = 32 - state->res_bits_in_window;
-    int32_t index = state->res_read_index;
-    const int32_t start_index = index;
-    const int32_t start_bits = state->res_bits_in_window;
-
-    auto refill = [&]() {
-        while (c >= 8) {
-            w = (w << 8) | huf_fetch_byte(buffer, index);
-            ++index;
-            c -= 8;
-        }
-    };
+    const Huf_Reader start = huf_reader_load(state);
+    uint64_t bits = start.bits;
+    int32_t count = start.count;
+    int32_t index = start.index;
+    int32_t guard = pair_guard(index);
+    int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
 
     const uint16_t *const table = region->code_table;
     const uint32_t linbits = region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits;
+    // x or y equal to this value is an escape; 16 (never decoded) without linbits.
+    const uint32_t escape = linbits != 0 ? 15u : 16u;
     const int16_t *const bands = region->band_table;
     const int32_t limit = region->line_limit;
     const int32_t *const scale_table = state->scale_fac_table_lf;
+    const uint32_t root_width = table != nullptr ? table[0] : 0u;
+    uint64_t extreme[64];  // magnitudes of bands with q < -26
 
     int32_t band = region->start_band;
     for (; band < region->end_band; ++band) {
@@ -59,84 +90,110 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
             last = true;
             *stop = 1;
         }
-        int32_t pairs = lines > 0 ? lines >> 1 : 0;
+        const int32_t pairs = lines > 0 ? lines >> 1 : 0;
 
         if (table == nullptr) {
             out += 2 * pairs;
-        } else {
+        } else if (pairs > 0) {
             const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
             const int32_t scale = scale_table[e.r];
-            // Magnitudes 1..15 of this band, computed on first use.
-            int32_t cache[16];
-            uint32_t valid = 1u << 1;
-            cache[1] = huf_magnitude_one(scale, e.q);
-
-            auto magnitude = [&](uint32_t x, uint32_t &v) -> int32_t {
-                if (linbits != 0 && x == 15) {
-                    refill();
-                    v = w << c;
-                    const int32_t value = 15 + static_cast<int32_t>(v >> (32 - linbits));
-                    c += static_cast<int32_t>(linbits);
-                    v <<= linbits;
-                    return value < 64 ? huf_small_magnitude(value, scale, e.q, state)
-                                      : dequant_greaterthan63(value, scale, -e.q, state);
-                }
-                if ((valid & (1u << x)) == 0) {
-                    cache[x] = huf_small_magnitude(static_cast<int32_t>(x), scale, e.q, state);
-                    valid |= 1u << x;
-                }
-                return cache[x];
+            const int32_t q = e.q;
+            // Magnitude of x < 64: the table word shifted right by 26 + q
+            // (clamped to 63, where every word gives 0 as shift_by does),
+            // low 32 bits. Below q = -26, outside what any stream's gains
+            // give, every magnitude but 1 is 0; a table of those stands in.
+            const uint64_t *powers = huf_scaled_powers[e.r];
+            uint32_t shift = 63;
+            if (q < 63 - 26) shift = static_cast<uint32_t>(26 + (q > -26 ? q : -26));
+            if (q < -26) {
+                for (uint64_t &word : extreme) word = 0;
+                extreme[1] = static_cast<uint32_t>(huf_magnitude_one(scale, q));
+                powers = extreme;
+                shift = 0;
+            }
+            auto power = [&](uint32_t value) -> int32_t {
+                return static_cast<int32_t>(static_cast<uint32_t>(powers[value] >> shift));
+            };
+            // Escape of x = 15 after `used` more bits: consumes those, reads
+            // the escape bits, leaves v at the sign (the escape bits are
+            // consumed with the rest of the pair) and returns the magnitude.
+            auto escaped = [&](uint32_t used, uint32_t &v) -> int32_t {
+                bits <<= used;
+                count -= static_cast<int32_t>(used);
+                const int32_t value = 15 + static_cast<int32_t>(bits >> (64 - linbits));
+                v = static_cast<uint32_t>((bits << linbits) >> 32);
+                return value < 64 ? power(static_cast<uint32_t>(value))
+                                  : dequant_greaterthan63(value, scale, -q, state);
             };
 
-            for (; pairs > 0; --pairs) {
-                refill();
-                if (index > kHufReadStopIndex) {
-                    // Past the end of the reservoir: nothing left to decode.
-                    *stop = 1;
-                    last = true;
-                    break;
+            int32_t *const band_end = out + 2 * pairs;
+            uint32_t used = 0;
+            do {
+                if (count < guard) {
+                    if (count < kPairBits) huf_refill(bits, count, index, buffer);
+                    guard = pair_guard(index);
+                    if (count < guard) {
+                        // Past the end of the reservoir: nothing left to decode.
+                        used = 0;
+                        *stop = 1;
+                        last = true;
+                        break;
+                    }
                 }
-                const uint32_t v0 = w << c;
-                uint32_t v = v0;
-                int32_t base = 1;
-                uint32_t width = table[0];
-                uint32_t entry = 0;
-                for (int lookup = 1;; ++lookup) {
-                    entry = table[base + static_cast<int32_t>(v >> (32 - width))];
-                    if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
-                    v <<= width;
-                    base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
-                    width = entry >> 11;
+                const uint32_t v0 = static_cast<uint32_t>(bits >> 32);
+                uint32_t entry = table[1 + (v0 >> (32 - root_width))];
+                if ((entry & 1u) == 0) {
+                    uint32_t v = v0 << root_width;
+                    int32_t base = 1;
+                    for (int lookup = 2;; ++lookup) {
+                        base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
+                        const uint32_t width = entry >> 11;
+                        entry = table[base + static_cast<int32_t>(v >> (32 - width))];
+                        if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
+                        v <<= width;
+                    }
                 }
-                const uint32_t length = (entry >> 1) & 31u;
+                used = (entry >> 1) & 31u;
                 const uint32_t x = entry >> 12;
                 const uint32_t y = (entry >> 8) & 15u;
-                c += static_cast<int32_t>(length);
-                v = v0 << length;
+                uint32_t v = v0 << used;
 
                 if (x != 0) {
-                    const int32_t m = magnitude(x, v);
-                    out[0] = (v >> 31) != 0 ? wrap_neg(m) : m;
+                    int32_t m;
+                    if (x == escape) {
+                        m = escaped(used, v);
+                        used = linbits;
+                    } else {
+                        m = power(x);
+                    }
+                    out[0] = apply_sign(m, v);
                     v <<= 1;
-                    c += 1;
+                    used += 1;
                 }
                 if (y != 0) {
-                    const int32_t m = magnitude(y, v);
-                    out[1] = (v >> 31) != 0 ? wrap_neg(m) : m;
-                    v <<= 1;
-                    c += 1;
+                    int32_t m;
+                    if (y == escape) {
+                        m = escaped(used, v);
+                        used = linbits;
+                    } else {
+                        m = power(y);
+                    }
+                    out[1] = apply_sign(m, v);
+                    used += 1;
                 }
+                bits <<= used;
+                count -= static_cast<int32_t>(used);
                 out += 2;
-            }
+            } while (out != band_end);
+            tail = static_cast<int32_t>(used);
         }
         if (last) break;
     }
     *band_reached = band;
 
-    state->res_window = w;
-    state->res_bits_in_window = 32 - c;
-    state->res_read_index = index;
-    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+    const int32_t position = 8 * index - count;
+    return huf_reader_store({bits, count, index}, tail < 0 ? INT32_MIN : position - tail,
+                            kRefillDepth, state);
 }
 
 }  // namespace mp3d

@@ -2,9 +2,12 @@
 // 2.4.2.7): values -1, 0, +1 above the big-value part, each non-zero one
 // written as the band's unit value with its sign.
 //
-// The reservoir reader is kept in locals as in the pair kernel; a refill here
-// loads bytes while c >= 16, leaving at least 17 unread bits: a 6-bit
-// codeword and four sign bits.
+// The reservoir is read through the 64-bit reader of huffman_window.h: a
+// quadruple takes at most 10 bits (a 6-bit codeword and four signs), so a
+// refill, which brings 56 bits or more, serves several quadruples. The
+// byte-wise reader that the state keeps refills to 17..24 unread bits before
+// every quadruple; the kernel counts the bits consumed since the last such
+// point (`tail`) and rebuilds that reader's exact state on exit.
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/huffman_window.h"
@@ -15,6 +18,13 @@ namespace {
 
 // Quadruples start at most here, so that none is written past line 575.
 constexpr int32_t kLastQuadStart = 572;
+// Bits a quadruple can take: the longest codeword and four signs.
+constexpr int32_t kQuadBits = 10;
+// The byte-wise reader refills to more than this many unread bits.
+constexpr int32_t kRefillDepth = 24;
+// Bit position from which that refill moves its index past
+// kHufReadStopIndex: floor((p + 24) / 8) > kHufReadStopIndex.
+constexpr int32_t kStopPosition = 8 * (kHufReadStopIndex + 1) - kRefillDepth;
 
 int32_t unit_value(const int32_t *exponents, int32_t band, const MP3D_Decoder_State *state) {
     const Huf_Exponent_Split e = huf_split_exponent(exponents[band]);
@@ -33,11 +43,20 @@ inline int32_t signed_unit(uint32_t &v, int32_t &used, int32_t unit) {
 uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_region,
                                   MP3D_Decoder_State *state, int32_t *lines) {
     const uint8_t *const buffer = state->reservoir_buffer;
-    uint32_t w = state->res_window;
-    int32_t c = 32 - state->res_bits_in_window;
-    int32_t index = state->res_read_index;
-    const int32_t start_index = index;
-    const int32_t start_bits = state->res_bits_in_window;
+    const Huf_Reader start = huf_reader_load(state);
+    uint64_t bits = start.bits;
+    int32_t count = start.count;
+    int32_t index = start.index;
+    // count below guard: a refill is due or the read position (8 * index -
+    // count) has reached kStopPosition; a reader that already stands past the
+    // stop index stops at once.
+    const bool stopped = index > kHufReadStopIndex;
+    auto quad_guard = [stopped](int32_t at) {
+        const int32_t stop = 8 * at - kStopPosition + 1;
+        return stopped ? INT32_MAX : (stop > kQuadBits ? stop : kQuadBits);
+    };
+    int32_t guard = quad_guard(index);
+    int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
 
     const uint8_t *const table = quad_region->code_table;
     const uint32_t width = table[0];
@@ -49,28 +68,35 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
     // differ only when a band boundary falls in the middle of it.
     int32_t lo = unit_value(exponents, band, state);
     int32_t hi = lo;
+    int32_t next = bands[band + 1];  // end of the current band
     const int32_t start_line = quad_region->start_line;
     int32_t pos = start_line;
+    int32_t used = 0;
 
     while (budget > 0 && pos <= kLastQuadStart) {
-        while (c >= 16) {
-            w = (w << 8) | huf_fetch_byte(buffer, index);
-            ++index;
-            c -= 8;
+        if (count < guard) {
+            if (count < kQuadBits) huf_refill(bits, count, index, buffer);
+            guard = quad_guard(index);
+            // Beyond the reservoir's end no data is left (see huffman_window.h).
+            if (count < guard) {
+                tail = 0;
+                break;
+            }
         }
-        // Beyond the reservoir's end no data is left (see huffman_window.h).
-        if (index > kHufReadStopIndex) break;
-        if (bands[band + 1] == pos) {
-            ++band;
-            lo = hi = unit_value(exponents, band, state);
+        if (next == pos || next == pos + 2) {
+            if (next == pos) {
+                ++band;
+                lo = hi = unit_value(exponents, band, state);
+            }
+            if (bands[band + 1] == pos + 2) {
+                ++band;
+                hi = unit_value(exponents, band, state);
+            }
+            next = bands[band + 1];
         }
-        if (bands[band + 1] == pos + 2) {
-            ++band;
-            hi = unit_value(exponents, band, state);
-        }
-        uint32_t v = w << c;
+        uint32_t v = static_cast<uint32_t>(bits >> 32);
         const uint32_t entry = table[1 + (v >> (32 - width))];
-        int32_t used = static_cast<int32_t>(entry & 15u);
+        used = static_cast<int32_t>(entry & 15u);
         v <<= used;
         switch (entry >> 4) {  // 8v + 4w + 2x + y; only non-zero members read a sign
             case 0:
@@ -140,17 +166,18 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
         }
         lo = hi;
         pos += 4;
-        c += used;
+        bits <<= used;
+        count -= used;
         out += 4;
         budget -= used;
     }
     const int32_t end = pos < 576 ? pos : 576;
     *lines = end > start_line ? end - start_line : 0;
 
-    state->res_window = w;
-    state->res_bits_in_window = 32 - c;
-    state->res_read_index = index;
-    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+    if (tail < 0 && pos != start_line) tail = used;
+    const int32_t position = 8 * index - count;
+    return huf_reader_store({bits, count, index}, tail < 0 ? INT32_MIN : position - tail,
+                            kRefillDepth, state);
 }
 
 }  // namespace mp3d

@@ -14,19 +14,108 @@ namespace mp3d {
 // How reservoir reads are bounded. The kernels read reservoir bytes without
 // consulting the amount of data written, so corrupt Huffman data can drive
 // them far past the granule (the pair kernel stops only at its line limit).
-// Every byte they load goes through huf_fetch_byte, which touches memory only
-// for indices inside the reservoir buffer and supplies 0 elsewhere. Valid data
-// never lies beyond kReservoirBytes, so the substitution cannot change the
-// decoding of a valid stream. Once the read index passes kHufReadStopIndex,
-// every unread bit of the window lies beyond the buffer; the pair kernel then
-// stops (like at its line limit), which keeps the index it writes back within
-// a few bytes of the buffer's end. The bits it reports exceed the granule's
-// data, so the driver sees the overrun and rewinds.
+// Every byte they load either comes from an 8-byte load that lies wholly
+// inside the reservoir buffer or goes through huf_fetch_byte, which touches
+// memory only for indices inside the buffer and supplies 0 elsewhere. Valid
+// data never lies beyond kReservoirBytes, so the substitution cannot change
+// the decoding of a valid stream. Once the index of the byte-wise reader
+// (below) passes kHufReadStopIndex, every unread bit of its window lies
+// beyond the buffer; the kernels then stop (the pair kernel as at its line
+// limit), which keeps the index they write back within a few bytes of the
+// buffer's end. The bits reported then exceed the granule's data, so the
+// driver sees the overrun and rewinds.
 inline constexpr int32_t kHufReadStopIndex = kReservoirBytes + 4;
 
 inline uint32_t huf_fetch_byte(const uint8_t *buffer, int32_t index) {
     return static_cast<uint32_t>(index) < static_cast<uint32_t>(kReservoirBytes) ? buffer[index]
                                                                                  : 0u;
+}
+
+// The kernels' bit reader. Unread bits are kept left-aligned in a 64-bit
+// word (bit 63 is the next one), `count` of them valid, the bits below them
+// zero or equal to the reservoir's following bits; `index` is the next byte
+// to load. A refill loads up to 7 bytes at once: in one unaligned
+// big-endian load of 8 bytes when they all lie inside the buffer, else byte
+// by byte through huf_fetch_byte. Afterwards at least 56 bits are valid.
+//
+// The decoder state keeps the reservoir reader in the byte-wise form (a
+// 32-bit window of the four bytes before res_read_index, res_bits_in_window
+// of them unread). The kernels read ahead of that form, so they note where
+// the byte-wise reader would have refilled and rebuild its exact state on
+// exit (huf_reader_store).
+struct Huf_Reader {
+    uint64_t bits;
+    int32_t count;
+    int32_t index;
+};
+
+// The next 8 reservoir bytes, first byte most significant. The caller
+// ensures that they lie inside the buffer.
+inline uint64_t huf_load_be64(const uint8_t *p) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    uint64_t word;
+    __builtin_memcpy(&word, p, sizeof(word));
+    return __builtin_bswap64(word);
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    uint64_t word;
+    __builtin_memcpy(&word, p, sizeof(word));
+    return word;
+#else
+    uint64_t word = 0;
+    for (int i = 0; i < 8; ++i) word = (word << 8) | p[i];
+    return word;
+#endif
+}
+
+// Tops the reader up to at least 56 valid bits (count <= 56 on entry).
+inline void huf_refill(uint64_t &bits, int32_t &count, int32_t &index, const uint8_t *buffer) {
+    if (static_cast<uint32_t>(index) <= static_cast<uint32_t>(kReservoirBytes - 8)) {
+        bits |= huf_load_be64(buffer + index) >> count;
+        index += (63 - count) >> 3;
+        count |= 56;
+    } else {
+        while (count <= 56) {
+            bits |= static_cast<uint64_t>(huf_fetch_byte(buffer, index)) << (56 - count);
+            ++index;
+            count += 8;
+        }
+    }
+}
+
+// Takes over the state's reservoir reader: the unread bits of res_window
+// (res_bits_in_window, 0..32) come first, then the bytes from res_read_index.
+inline Huf_Reader huf_reader_load(const MP3D_Decoder_State *state) {
+    const int32_t n = state->res_bits_in_window;
+    const uint64_t w = state->res_window;
+    return {n > 0 ? (w << (64 - n)) : 0u, n, state->res_read_index};
+}
+
+// Writes the reader back in the byte-wise form the rest of the decoder
+// uses. `mark` is the bit position (8 * index - unread bits) where the
+// byte-wise reader last refilled, to depth - 7 .. depth unread bits (depth
+// 32 for the pair kernel, 24 for count1), or INT32_MIN when it never
+// refilled: its index is then floor((mark + depth) / 8), but not below its
+// start. Returns the bits consumed since entry.
+inline uint32_t huf_reader_store(const Huf_Reader &r, int32_t mark, int32_t depth,
+                                 MP3D_Decoder_State *state) {
+    const uint8_t *const buffer = state->reservoir_buffer;
+    const int32_t start_index = state->res_read_index;
+    const int32_t start_bits = state->res_bits_in_window;
+    const int32_t position = 8 * r.index - r.count;
+    int32_t index = start_index;
+    if (mark != INT32_MIN) {
+        const int32_t reached = (mark + depth) >> 3;
+        if (reached > index) index = reached;
+    }
+    uint32_t w = state->res_window;
+    const int32_t loaded = index - start_index;
+    const int32_t from = loaded >= 4 ? index - 4 : start_index;
+    if (loaded >= 4) w = 0;
+    for (int32_t i = from; i < index; ++i) w = (w << 8) | huf_fetch_byte(buffer, i);
+    state->res_window = w;
+    state->res_bits_in_window = 8 * index - position;
+    state->res_read_index = index;
+    return static_cast<uint32_t>(start_bits + 8 * loaded - (8 * index - position));
 }
 
 // A band's exponent e = -(4q + r) with 0 <= r <= 3.

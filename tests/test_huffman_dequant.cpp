@@ -70,7 +70,8 @@ class HuffmanDequant : public ::testing::Test {
     }
     uint32_t window_word(int32_t index) const {
         uint32_t w = 0;
-        for (int i = index - 4; i < index; ++i) w = w << 8 | (i < kReservoirBytes ? res_[i] : 0);
+        for (int i = index - 4; i < index; ++i)
+            w = w << 8 | (i >= 0 && i < kReservoirBytes ? res_[i] : 0);
         return w;
     }
     // The reader stands at bit pos, its window consistent with the buffer.
@@ -159,6 +160,17 @@ TEST_F(HuffmanDequant, CubeRootPrecisionAndRange) {
             ASSERT_NEAR(dequant_greaterthan63(v, st_.scale_fac_table_lf[e.r], -e.q, &st_),
                         exact(v, exponent), 2e-4 * exact(v, exponent));
     }
+    // Every value of the tables' range at every quarter step and a spread of
+    // shifts, hashed (FNV-1a) and pinned: the large-value path is bit-exact.
+    uint32_t hash = 2166136261u;
+    for (int32_t exponent = -130; exponent <= 40; exponent += 3) {
+        const Huf_Exponent_Split e = huf_split_exponent(exponent);
+        for (int32_t v = 0; v <= 32768; ++v) {
+            const int32_t m = dequant_greaterthan63(v, st_.scale_fac_table_lf[e.r], -e.q, &st_);
+            hash = (hash ^ static_cast<uint32_t>(m)) * 16777619u;
+        }
+    }
+    EXPECT_EQ(hash, 853927274u);
     // Out-of-range arguments stay inside the tables.
     const int32_t scale = st_.scale_fac_table_lf[0];
     EXPECT_EQ(dequant_greaterthan63(-5, scale, -15, &st_), 0);
@@ -218,5 +230,174 @@ TEST_F(HuffmanDequant, ReadsStayInsideReservoir) {
         EXPECT_LE(st_.res_read_index, kReservoirBytes + 16);
         expect_reader_at(start + static_cast<int64_t>(used));
         EXPECT_TRUE(trial == 4 ? band_ < 576 : stop_ == 1 && start + used > 8u * kReservoirBytes);
+    }
+}
+
+// The kernels as they were with a byte-wise 32-bit window, kept as the
+// reference for the faster reader: same output, same bit counts, and the
+// same reservoir reader state afterwards, on arbitrary data and positions.
+namespace bytewise {
+
+uint32_t pair(int32_t *out, const MP3D_Pair_Region *region, MP3D_Decoder_State *state,
+              int32_t *band_reached, int32_t *stop) {
+    const uint8_t *const buffer = state->reservoir_buffer;
+    uint32_t w = state->res_window;
+    int32_t c = 32 - state->res_bits_in_window, index = state->res_read_index;
+    const int32_t start_index = index, start_bits = state->res_bits_in_window;
+    auto refill = [&] {
+        for (; c >= 8; c -= 8) w = (w << 8) | huf_fetch_byte(buffer, index++);
+    };
+    const uint16_t *const table = region->code_table;
+    const uint32_t linbits = std::min(region->linbits, 13u);
+    int32_t band = region->start_band;
+    for (; band < region->end_band; ++band) {
+        const int32_t first = region->band_table[band], end = region->band_table[band + 1];
+        bool last = false;
+        int32_t lines = end - first;
+        if (region->line_limit <= end) lines = region->line_limit - first, last = true, *stop = 1;
+        int32_t pairs = lines > 0 ? lines >> 1 : 0;
+        if (table == nullptr) {
+            out += 2 * pairs;
+        } else {
+            const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
+            const int32_t scale = state->scale_fac_table_lf[e.r];
+            auto magnitude = [&](uint32_t x, uint32_t &v) -> int32_t {
+                if (x == 1) return huf_magnitude_one(scale, e.q);
+                int32_t value = static_cast<int32_t>(x);
+                if (linbits != 0 && x == 15) {
+                    refill();
+                    v = w << c;
+                    value = 15 + static_cast<int32_t>(v >> (32 - linbits));
+                    c += static_cast<int32_t>(linbits);
+                    v <<= linbits;
+                }
+                return value < 64 ? huf_small_magnitude(value, scale, e.q, state)
+                                  : dequant_greaterthan63(value, scale, -e.q, state);
+            };
+            for (; pairs > 0; --pairs, out += 2) {
+                refill();
+                if (index > kHufReadStopIndex) {
+                    *stop = 1, last = true;
+                    break;
+                }
+                const uint32_t v0 = w << c;
+                uint32_t v = v0, width = table[0], entry = 0;
+                for (int32_t lookup = 1, base = 1;; ++lookup) {
+                    entry = table[base + static_cast<int32_t>(v >> (32 - width))];
+                    if ((entry & 1u) != 0 || lookup == 5) break;
+                    v <<= width;
+                    base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
+                    width = entry >> 11;
+                }
+                const uint32_t length = (entry >> 1) & 31u;
+                c += static_cast<int32_t>(length);
+                v = v0 << length;
+                for (int k = 0; k < 2; ++k) {
+                    const uint32_t x = k == 0 ? entry >> 12 : (entry >> 8) & 15u;
+                    if (x == 0) continue;
+                    const int32_t m = magnitude(x, v);
+                    out[k] = (v >> 31) != 0 ? wrap_neg(m) : m;
+                    v <<= 1, c += 1;
+                }
+            }
+        }
+        if (last) break;
+    }
+    *band_reached = band;
+    state->res_window = w, state->res_bits_in_window = 32 - c, state->res_read_index = index;
+    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+}
+
+uint32_t quad(int32_t *out, const MP3D_Quad_Region *region, MP3D_Decoder_State *state,
+              int32_t *lines) {
+    const uint8_t *const buffer = state->reservoir_buffer;
+    uint32_t w = state->res_window;
+    int32_t c = 32 - state->res_bits_in_window, index = state->res_read_index;
+    const int32_t start_index = index, start_bits = state->res_bits_in_window;
+    const uint8_t *const table = region->code_table;
+    auto unit = [&](int32_t band) {
+        const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
+        return huf_count1_unit(state->scale_fac_table_lf[e.r], e.q);
+    };
+    int32_t budget = region->budget, band = region->start_band, pos = region->start_line;
+    int32_t lo = unit(band), hi = lo;
+    for (; budget > 0 && pos <= 572; pos += 4, out += 4) {
+        for (; c >= 16; c -= 8) w = (w << 8) | huf_fetch_byte(buffer, index++);
+        if (index > kHufReadStopIndex) break;
+        if (region->band_table[band + 1] == pos) lo = hi = unit(++band);
+        if (region->band_table[band + 1] == pos + 2) hi = unit(++band);
+        uint32_t v = w << c;
+        const uint32_t entry = table[1 + (v >> (32 - table[0]))];
+        int32_t used = static_cast<int32_t>(entry & 15u);
+        v <<= used;
+        for (int k = 0; k < 4; ++k) {
+            if (((entry >> (7 - k)) & 1u) == 0) continue;
+            const int32_t u = k < 2 ? lo : hi;
+            out[k] = (v >> 31) != 0 ? wrap_neg(u) : u;
+            v <<= 1, ++used;
+        }
+        lo = hi, c += used, budget -= used;
+    }
+    *lines = std::max(std::min(pos, 576) - region->start_line, 0);
+    state->res_window = w, state->res_bits_in_window = 32 - c, state->res_read_index = index;
+    return static_cast<uint32_t>(start_bits + 8 * (index - start_index) - (32 - c));
+}
+
+}  // namespace bytewise
+
+TEST_F(HuffmanDequant, MatchesBytewiseReaderOnArbitraryData) {
+    // Random and escape-heavy data, readers anywhere in the buffer (often in
+    // its last bytes, where reads run past the end and the read stop acts),
+    // windows whose bytes differ from the buffer's, every table, random band
+    // ranges, limits, budgets and exponents.
+    std::mt19937 rng(2024);
+    auto pick = [&](int32_t lo, int32_t hi) {
+        return std::uniform_int_distribution<int32_t>(lo, hi)(rng);
+    };
+    std::vector<int32_t> got(576 + 8), want(576 + 8);
+    int32_t exps[22];
+    for (int trial = 0; trial < 6000; ++trial) {
+        const int fill = trial % 4;  // random, all ones (escapes), sparse ones, zeros
+        for (auto &b : res_)
+            b = fill == 0   ? uint8_t(rng())
+                : fill == 1 ? 0xFF
+                : fill == 2 ? uint8_t(rng() & rng())
+                            : 0;
+        for (auto &e : exps) e = trial % 50 == 0 ? int32_t(rng()) : pick(-320, 140);
+        const int32_t index = trial % 3 == 0 ? pick(0, kReservoirBytes + 6)
+                                             : pick(kReservoirBytes - 80, kReservoirBytes + 6);
+        const int32_t bits = pick(0, 32);
+        const uint32_t window = trial % 5 == 0 ? uint32_t(rng()) : window_word(index);
+        MP3D_Decoder_State a = st_, b = st_;
+        for (MP3D_Decoder_State *s : {&a, &b})
+            s->res_read_index = index, s->res_bits_in_window = bits, s->res_window = window;
+        std::fill(got.begin(), got.end(), kSentinel);
+        std::fill(want.begin(), want.end(), kSentinel);
+        int32_t band_a = -1, band_b = -1, stop_a = 0, stop_b = 0;
+        uint32_t used_a, used_b;
+        if (trial % 3 != 2) {
+            int t = pick(0, 31);
+            if (t == 4 || t == 14) t = 24;
+            const auto &info = Huffman_Pair_Table_Info[t];
+            const int32_t band0 = pick(0, 21), band1 = pick(band0, 22);
+            const MP3D_Pair_Region r{info.code_table, info.linbits, band0,           band1,
+                                     kLongBands,      exps,         2 * pick(0, 288)};
+            used_a = Huf_dec_dequant_region_pair(got.data() + kLongBands[band0], &r, &a, &band_a,
+                                                 &stop_a);
+            used_b = bytewise::pair(want.data() + kLongBands[band0], &r, &b, &band_b, &stop_b);
+        } else {
+            const int32_t band0 = pick(0, 21),
+                          line0 = pick(kLongBands[band0] / 2, kLongBands[band0 + 1] / 2) * 2;
+            const MP3D_Quad_Region r{
+                Huffman_Quad_Table_Info[trial & 1], pick(1, 3000), band0, kLongBands, exps, line0};
+            used_a = Huf_dec_dequant_quadplex(got.data() + line0, &r, &a, &band_a);
+            used_b = bytewise::quad(want.data() + line0, &r, &b, &band_b);
+        }
+        ASSERT_EQ(used_a, used_b) << trial;
+        ASSERT_EQ(std::tuple(band_a, stop_a), std::tuple(band_b, stop_b)) << trial;
+        ASSERT_EQ(std::tuple(a.res_read_index, a.res_bits_in_window, a.res_window),
+                  std::tuple(b.res_read_index, b.res_bits_in_window, b.res_window))
+            << trial;
+        ASSERT_EQ(got, want) << trial;
     }
 }
