@@ -62,43 +62,50 @@ inline int32_t window_sample16(const int32_t *odd, const int32_t *w) {
     return ssat24_asr3(acc);
 }
 
-// One output of two slots of one parity: slot 0 reads its taps at u[k],
-// l[k], slot 1 one column lower, so slot 1's tap k is slot 0's tap k - 1 and
-// every history value and window word is loaded once for both slots. first,
-// mid, last: pair words of taps 0..2 and 5..7 and the full words of taps 3
-// and 4 (even-age, odd-age), at a distance of 2 words (pair words) or 4 words
-// (full words of tap 3 to tap 4) as the window lays out each output pair.
-inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *first,
-                             const int32_t *mid, const int32_t *last, int32_t *out0,
-                             int32_t *out1) {
+// Outputs j (sums a) and 32 - j (sums b) of two slots of one parity: slot 0
+// reads its taps at u[k], l[k], slot 1 one column lower, so slot 1's tap k
+// is slot 0's tap k - 1 and every history value and window word is loaded
+// once for the four outputs.
+inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
+                             int32_t *out1, int j) {
     int32_t u_prev = u[-1], l_prev = l[-1];
-    int32_t a0 = pair_first(u[0], l[0], first[0]);
-    int32_t a1 = pair_first(u_prev, l_prev, first[0]);
+    int32_t a0 = pair_first(u[0], l[0], w[0]), a1 = pair_first(u_prev, l_prev, w[0]);
+    int32_t b0 = pair_first(u[0], l[0], w[1]), b1 = pair_first(u_prev, l_prev, w[1]);
     u_prev = u[0];
     l_prev = l[0];
     for (int k = 1; k < 8; ++k) {
         const int32_t uk = u[k], lk = l[k];
         if (k < 3 || k > 4) {
-            const int32_t w = k < 3 ? first[2 * k] : last[2 * (k - 5)];
-            a0 = pair(a0, uk, lk, w);
-            a1 = pair(a1, u_prev, l_prev, w);
+            const int32_t *p = k < 3 ? w + 2 * k : w + 14 + 2 * (k - 5);
+            a0 = pair(a0, uk, lk, p[0]);
+            a1 = pair(a1, u_prev, l_prev, p[0]);
+            b0 = pair(b0, uk, lk, p[1]);
+            b1 = pair(b1, u_prev, l_prev, p[1]);
         } else {
-            const int32_t ce = mid[4 * (k - 3)], co = mid[4 * (k - 3) + 1];
-            a0 = smmlar(smmlar(a0, uk, ce), lk, co);
-            a1 = smmlar(smmlar(a1, u_prev, ce), l_prev, co);
+            const int32_t *m = w + 6 + 4 * (k - 3);  // j: m[0], m[1]; 32 - j: m[2], m[3]
+            a0 = smmlar(smmlar(a0, uk, m[0]), lk, m[1]);
+            a1 = smmlar(smmlar(a1, u_prev, m[0]), l_prev, m[1]);
+            b0 = smmlar(smmlar(b0, uk, m[2]), lk, m[3]);
+            b1 = smmlar(smmlar(b1, u_prev, m[2]), l_prev, m[3]);
         }
         if (k == 2) {
             a0 >>= 2;
             a1 >>= 2;
+            b0 >>= 2;
+            b1 >>= 2;
         } else if (k == 4) {
             a0 = wrap_shl(a0, 2);
             a1 = wrap_shl(a1, 2);
+            b0 = wrap_shl(b0, 2);
+            b1 = wrap_shl(b1, 2);
         }
         u_prev = uk;
         l_prev = lk;
     }
-    *out0 = ssat24_asr3(a0);
-    *out1 = ssat24_asr3(a1);
+    out0[j] = ssat24_asr3(a0);
+    out0[32 - j] = ssat24_asr3(b0);
+    out1[j] = ssat24_asr3(a1);
+    out1[32 - j] = ssat24_asr3(b1);
 }
 
 }  // namespace
@@ -110,9 +117,7 @@ void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_ot
         const int32_t *u = upper_own + 12 * j;
         const int32_t *l = lower_other + 12 * (j - 1);
         for (int slot = 0; slot < 4; slot += 2) {
-            int32_t *out = pcm + 64 * slot;
-            window_two_slots(u - slot, l - slot, w, w + 6, w + 14, out + j, out + 64 + j);
-            window_two_slots(u - slot, l - slot, w + 1, w + 8, w + 15, out + 32 - j, out + 96 - j);
+            window_two_slots(u - slot, l - slot, w, pcm + 64 * slot, pcm + 64 * slot + 64, j);
         }
     }
 }
