@@ -41,7 +41,7 @@ std::vector<int32_t> random_words(std::mt19937 &rng, size_t n, int round) {
 }
 
 // The window: the real table, or random or extreme words in every position.
-std::vector<int32_t> window_for(std::mt19937 &rng, int round) {
+[[maybe_unused]] std::vector<int32_t> window_for(std::mt19937 &rng, int round) {
     if (round % 3 == 0) return std::vector<int32_t>(window_lf, window_lf + 318);
     return random_words(rng, 318, round / 3 % 4 == 0 ? 3 : 2);
 }
