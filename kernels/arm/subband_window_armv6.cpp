@@ -143,8 +143,12 @@ void MP3D_subband_window_1_armv6(const int32_t *window, int32_t *pcm, int32_t *s
     for (int j = 1; j < 16; ++j, w += 20) {
         const int32_t *u = synthesis + kSynthesisEvenUpper + 12 * j;
         const int32_t *l = synthesis + kSynthesisOddLower + 12 * (j - 1);
-        out[j] = window_sample(u, l, w, w + 6, w + 10, w + 14, 2);
-        out[32 - j] = window_sample(u, l, w + 1, w + 8, w + 12, w + 15, 2);
+        // Both sums before either store: the history is read once (pcm may
+        // alias it as far as the compiler knows).
+        const int32_t a = window_sample(u, l, w, w + 6, w + 10, w + 14, 2);
+        const int32_t b = window_sample(u, l, w + 1, w + 8, w + 12, w + 15, 2);
+        out[j] = a;
+        out[32 - j] = b;
     }
 
     // History move: odd-bank columns 4..11 take the even-bank columns 0..7,
