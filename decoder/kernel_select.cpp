@@ -9,6 +9,7 @@
 
 #include "kernels/x86/synthesis_avx2.h"
 #endif
+#include "kernels/arm/synthesis_armv6.h"
 
 namespace mp3d {
 
@@ -44,9 +45,25 @@ const MP3D_Kernel_Set *MP3D_avx2_kernels() {
 }
 #endif
 
+#if defined(MP3D_HAVE_ARMV6_KERNELS)
+namespace {
+const MP3D_Kernel_Set kArmv6Kernels = {"armv6", MP3D_subband_dct9_armv6,
+                                       MP3D_polyphase_window_armv6};
+}  // namespace
+
+const MP3D_Kernel_Set *MP3D_armv6_kernels() {
+    return &kArmv6Kernels;
+}
+#else
+const MP3D_Kernel_Set *MP3D_armv6_kernels() {
+    return nullptr;
+}
+#endif
+
 const MP3D_Kernel_Set *MP3D_select_kernels() {
-    const MP3D_Kernel_Set *avx2 = MP3D_avx2_kernels();
-    return avx2 != nullptr ? avx2 : &kPortableKernels;
+    if (const MP3D_Kernel_Set *avx2 = MP3D_avx2_kernels()) return avx2;
+    if (const MP3D_Kernel_Set *armv6 = MP3D_armv6_kernels()) return armv6;
+    return &kPortableKernels;
 }
 
 }  // namespace mp3d

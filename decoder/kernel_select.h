@@ -9,7 +9,7 @@
 namespace mp3d {
 
 struct MP3D_Kernel_Set {
-    const char *name;  // "portable", "avx2"
+    const char *name;  // "portable", "avx2", "armv6"
     // DCT of the nine slots of one half granule into the history.
     void (*subband_dct9)(const int32_t *samples, int half, int32_t *synthesis);
     // Window of one half granule into 288 samples, then the history move.
@@ -22,6 +22,10 @@ extern const MP3D_Kernel_Set kPortableKernels;
 // The AVX2 set when this build has it and the processor and operating system
 // support it (checked with cpuid and xgetbv); null otherwise.
 const MP3D_Kernel_Set *MP3D_avx2_kernels();
+
+// The ARMv6 set when this build targets ARMv6 or later with the DSP
+// instructions (decided at compile time); null otherwise.
+const MP3D_Kernel_Set *MP3D_armv6_kernels();
 
 // The fastest set this processor can run.
 const MP3D_Kernel_Set *MP3D_select_kernels();

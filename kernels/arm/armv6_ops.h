@@ -1,0 +1,86 @@
+// The ARMv6 multiply and saturate instructions that the decoder's fixed-point
+// arithmetic was designed around, as small inline functions. Each one gives
+// exactly the result of its portable counterpart in kernels/fixed_point.h
+// (ARM Architecture Reference Manual, ARMv6 media and DSP instructions):
+//
+//   smulwb(a, w)         = mul_w16(a, low half of w)             SMULWB
+//   smulwt(a, w)         = mul_w16(a, high half of w)            SMULWT
+//   smlawb(acc, a, w)    = acc + mul_w16(a, low half of w)       SMLAWB
+//   smlawt(acc, a, w)    = acc + mul_w16(a, high half of w)      SMLAWT
+//   smmulr(a, b)         = mulhi_round(a, b)                      SMMULR
+//   smmlar(acc, a, b)    = mulhi_round_add(acc, a, b)             SMMLAR
+//   smmlsr(acc, a, b)    = mulhi_round_sub(acc, a, b)             SMMLSR
+//   ssat24_asr3(a)       = saturate24(a >> 3)                     SSAT #24, ASR #3
+//
+// SMLAW adds the upper 32 bits of the 48-bit product to the accumulator
+// modulo 2^32 (an overflow only sets the sticky Q flag, which nothing
+// reads). SMMLAR and SMMLSR form acc * 2^32 +/- a * b + 2^31 in 64 bits and
+// keep the upper word, which is the wrapping sum of acc and the rounded upper
+// word of the product.
+//
+// Available where the target has the ARMv6 media instructions and the DSP
+// extension, in ARM or Thumb-2 code (MP3D_HAVE_ARMV6_KERNELS).
+#ifndef MP3D_KERNELS_ARM_ARMV6_OPS_H
+#define MP3D_KERNELS_ARM_ARMV6_OPS_H
+
+#include <cstdint>
+
+#include "kernels/arm/synthesis_armv6.h"
+
+#if defined(MP3D_HAVE_ARMV6_KERNELS)
+
+namespace mp3d::armv6 {
+
+inline int32_t smulwb(int32_t a, int32_t w) {
+    int32_t r;
+    __asm__("smulwb %0, %1, %2" : "=r"(r) : "r"(a), "r"(w));
+    return r;
+}
+
+inline int32_t smulwt(int32_t a, int32_t w) {
+    int32_t r;
+    __asm__("smulwt %0, %1, %2" : "=r"(r) : "r"(a), "r"(w));
+    return r;
+}
+
+inline int32_t smlawb(int32_t acc, int32_t a, int32_t w) {
+    int32_t r;
+    __asm__("smlawb %0, %1, %2, %3" : "=r"(r) : "r"(a), "r"(w), "r"(acc));
+    return r;
+}
+
+inline int32_t smlawt(int32_t acc, int32_t a, int32_t w) {
+    int32_t r;
+    __asm__("smlawt %0, %1, %2, %3" : "=r"(r) : "r"(a), "r"(w), "r"(acc));
+    return r;
+}
+
+inline int32_t smmulr(int32_t a, int32_t b) {
+    int32_t r;
+    __asm__("smmulr %0, %1, %2" : "=r"(r) : "r"(a), "r"(b));
+    return r;
+}
+
+inline int32_t smmlar(int32_t acc, int32_t a, int32_t b) {
+    int32_t r;
+    __asm__("smmlar %0, %1, %2, %3" : "=r"(r) : "r"(a), "r"(b), "r"(acc));
+    return r;
+}
+
+inline int32_t smmlsr(int32_t acc, int32_t a, int32_t b) {
+    int32_t r;
+    __asm__("smmlsr %0, %1, %2, %3" : "=r"(r) : "r"(a), "r"(b), "r"(acc));
+    return r;
+}
+
+inline int32_t ssat24_asr3(int32_t a) {
+    int32_t r;
+    __asm__("ssat %0, #24, %1, asr #3" : "=r"(r) : "r"(a));
+    return r;
+}
+
+}  // namespace mp3d::armv6
+
+#endif  // MP3D_HAVE_ARMV6_KERNELS
+
+#endif  // MP3D_KERNELS_ARM_ARMV6_OPS_H
