@@ -8,6 +8,7 @@
 #if defined(MP3D_HAVE_X86_KERNELS)
 #include <cpuid.h>
 
+#include "kernels/x86/imdct_avx2.h"
 #include "kernels/x86/synthesis_avx2.h"
 #endif
 
@@ -20,7 +21,7 @@ const MP3D_Kernel_Set kPortableKernels = {"portable", MP3D_subband_dct9, MP3D_po
 namespace {
 
 const MP3D_Kernel_Set kAvx2Kernels = {"avx2", MP3D_subband_dct9_avx2, MP3D_polyphase_window_avx2,
-                                      MP3D_hybrid_long};
+                                      MP3D_hybrid_long_avx2};
 
 // AVX2 needs the instruction set (cpuid leaf 7, EBX bit 5) and an operating
 // system that saves the YMM registers (OSXSAVE, then XCR0 bits 1 and 2).
