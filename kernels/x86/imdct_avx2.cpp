@@ -10,7 +10,8 @@
 // transforms are independent: eight subbands are transposed into lanes (one
 // vector per input line), run through the portable flow graph operation for
 // operation, windowed, added to the transposed overlap and transposed back.
-// A run's last few subbands go through the same code on a padded copy.
+// A run's last few subbands go through the same code, the lanes past the
+// run repeating its last subband without being stored.
 //
 // Products are exact 64-bit products (vpmuldq on the even and the odd lanes)
 // rounded to their upper word; sums wrap. The current block type is the same
@@ -19,8 +20,6 @@
 #include "kernels/x86/imdct_avx2.h"
 
 #include <immintrin.h>
-
-#include <cstring>
 
 #include "decoder/tables/imdct_tables.h"
 
@@ -86,14 +85,17 @@ inline V mulhi_sub(V acc, V a, V b) {
 }
 
 // Columns c .. c + 3 of eight rows of words (row r at base + r stride): one
-// vector per column, lane r holding row r.
-inline void load_columns(const int32_t *base, int stride, int c, V *col) {
+// vector per column, lane r holding row r. Rows from `rows` on repeat the
+// last row that exists, so nothing past it is read.
+inline void load_columns(const int32_t *base, int stride, int c, V *col, int rows) {
     V y[4];
     for (int r = 0; r < 4; ++r) {
+        const int r_lo = r < rows ? r : rows - 1;
+        const int r_hi = r + 4 < rows ? r + 4 : rows - 1;
         const __m128i lo =
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r * stride + c));
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_lo * stride + c));
         const __m128i hi =
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + (r + 4) * stride + c));
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_hi * stride + c));
         y[r] = _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
     }
     const V t0 = _mm256_unpacklo_epi32(y[0], y[1]), t1 = _mm256_unpackhi_epi32(y[0], y[1]);
@@ -104,17 +106,20 @@ inline void load_columns(const int32_t *base, int stride, int c, V *col) {
     col[3] = _mm256_unpackhi_epi64(t1, t3);
 }
 
-// The inverse of load_columns: lane r of col[j] to base + r stride + c + j.
-inline void store_columns(int32_t *base, int stride, int c, const V *col) {
+// The inverse of load_columns: lane r of col[j] to base + r stride + c + j,
+// for the rows below `rows`.
+inline void store_columns(int32_t *base, int stride, int c, const V *col, int rows) {
     const V t0 = _mm256_unpacklo_epi32(col[0], col[1]), t1 = _mm256_unpackhi_epi32(col[0], col[1]);
     const V t2 = _mm256_unpacklo_epi32(col[2], col[3]), t3 = _mm256_unpackhi_epi32(col[2], col[3]);
     const V y[4] = {_mm256_unpacklo_epi64(t0, t2), _mm256_unpackhi_epi64(t0, t2),
                     _mm256_unpacklo_epi64(t1, t3), _mm256_unpackhi_epi64(t1, t3)};
     for (int r = 0; r < 4; ++r) {
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(base + r * stride + c),
-                         _mm256_castsi256_si128(y[r]));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(base + (r + 4) * stride + c),
-                         _mm256_extracti128_si256(y[r], 1));
+        if (r < rows)
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(base + r * stride + c),
+                             _mm256_castsi256_si128(y[r]));
+        if (r + 4 < rows)
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(base + (r + 4) * stride + c),
+                             _mm256_extracti128_si256(y[r], 1));
     }
 }
 
@@ -174,20 +179,20 @@ inline void alias_reduce(int32_t *x, V cs, V ca, V reverse) {
     _mm256_storeu_si256(reinterpret_cast<V *>(x + 18), up2);
 }
 
-// Eight subbands (x, out at stride 18, ovl at stride 9, previous block types
-// prev[0..7]) after their butterflies: the transform, windowing and overlap of
-// imdct_lee_36. out may be x.
+// Up to eight subbands (x, out at stride 18, ovl at stride 9, previous block
+// types prev[0..7]; the first `rows` of them exist) after their butterflies:
+// the transform, windowing and overlap of imdct_lee_36. out may be x.
 template <bool kSamePrevious>
-void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev,
+void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
                 uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
     // Every input is loaded before any output is stored.
     V in[20];
-    load_columns(x, 18, 0, in);
-    load_columns(x, 18, 4, in + 4);
-    load_columns(x, 18, 8, in + 8);
-    load_columns(x, 18, 12, in + 12);
+    load_columns(x, 18, 0, in, rows);
+    load_columns(x, 18, 4, in + 4, rows);
+    load_columns(x, 18, 8, in + 8, rows);
+    load_columns(x, 18, 12, in + 12, rows);
     V tail[4];
-    load_columns(x, 18, 14, tail);
+    load_columns(x, 18, 14, tail, rows);
     in[16] = tail[2];
     in[17] = tail[3];
 
@@ -223,10 +228,10 @@ void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *pr
     z[8] = neg(u[0]);
 
     V o[12];
-    load_columns(ovl, 9, 0, o);
-    load_columns(ovl, 9, 4, o + 4);
+    load_columns(ovl, 9, 0, o, rows);
+    load_columns(ovl, 9, 4, o + 4, rows);
     V o_tail[4];
-    load_columns(ovl, 9, 5, o_tail);
+    load_columns(ovl, 9, 5, o_tail, rows);
     o[8] = o_tail[3];
 
     const int32_t *wc = window[block_type & 3];
@@ -252,24 +257,24 @@ void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *pr
         y[17 - i] = add(tail_o, mulhi_c(v[i], wc[17 - i]));
     }
 
-    store_columns(out, 18, 0, y);
-    store_columns(out, 18, 4, y + 4);
-    store_columns(out, 18, 8, y + 8);
-    store_columns(out, 18, 12, y + 12);
-    store_columns(out, 18, 14, y + 14);
-    store_columns(ovl, 9, 0, z);
-    store_columns(ovl, 9, 4, z + 4);
-    store_columns(ovl, 9, 5, z + 5);
+    store_columns(out, 18, 0, y, rows);
+    store_columns(out, 18, 4, y + 4, rows);
+    store_columns(out, 18, 8, y + 8, rows);
+    store_columns(out, 18, 12, y + 12, rows);
+    store_columns(out, 18, 14, y + 14, rows);
+    store_columns(ovl, 9, 0, z, rows);
+    store_columns(ovl, 9, 4, z + 4, rows);
+    store_columns(ovl, 9, 5, z + 5, rows);
 }
 
-void transform8_any(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev,
+void transform8_any(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
                     uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
     bool same = true;
     for (int l = 1; l < 8; ++l) same = same && ((prev[l] ^ prev[0]) & 3) == 0;
     if (same)
-        transform8<true>(x, out, ovl, prev, block_type, cos_table, window);
+        transform8<true>(x, out, ovl, prev, rows, block_type, cos_table, window);
     else
-        transform8<false>(x, out, ovl, prev, block_type, cos_table, window);
+        transform8<false>(x, out, ovl, prev, rows, block_type, cos_table, window);
 }
 
 }  // namespace
@@ -291,21 +296,16 @@ void MP3D_hybrid_long_avx2(int32_t *x, int32_t *out, int count, int alias_count,
 
     int sb = 0;
     for (; sb + 8 <= count; sb += 8)
-        transform8_any(x + 18 * sb, out + 18 * sb, ovl + 9 * sb, prev_types + sb, block_type,
+        transform8_any(x + 18 * sb, out + 18 * sb, ovl + 9 * sb, prev_types + sb, 8, block_type,
                        cos_long, window);
     if (sb < count) {
-        // The last 1..7 subbands on a copy padded with zero subbands that
-        // repeat the first one's previous block type.
+        // The last 1..7 subbands: the lanes past the run repeat its last
+        // subband and are not stored.
         const int rest = count - sb;
-        int32_t xs[8 * 18] = {};
-        int32_t os[8 * 9] = {};
-        uint32_t ps[8];
-        std::memcpy(xs, x + 18 * sb, sizeof(int32_t) * 18 * rest);
-        std::memcpy(os, ovl + 9 * sb, sizeof(int32_t) * 9 * rest);
-        for (int l = 0; l < 8; ++l) ps[l] = prev_types[sb + (l < rest ? l : 0)];
-        transform8_any(xs, xs, os, ps, block_type, cos_long, window);
-        std::memcpy(out + 18 * sb, xs, sizeof(int32_t) * 18 * rest);
-        std::memcpy(ovl + 9 * sb, os, sizeof(int32_t) * 9 * rest);
+        uint32_t prev[8];
+        for (int l = 0; l < 8; ++l) prev[l] = prev_types[sb + (l < rest ? l : rest - 1)];
+        transform8_any(x + 18 * sb, out + 18 * sb, ovl + 9 * sb, prev, rest, block_type, cos_long,
+                       window);
     }
     for (int i = 0; i < count; ++i) prev_types[i] = block_type;
 }
