@@ -126,13 +126,17 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     // Ascending order: the butterflies of subband sb rewrite the first lines
     // of subband sb + 1 before that subband is transformed.
     int sb = 0;
+    // A long block that reaches the top subband runs all 32 in one go: the
+    // top one has no butterflies (alias_count 31) and nothing lies between.
+    const bool long_top = block_type != 2 && !mixed && count >= kSubbands;
     if (block_type != 2) {
         // Long blocks (or the long part of a mixed block below): the common
         // case, one run through the decoder's kernel set. A decoder state
         // without a kernel set (built by hand) runs the portable kernels.
         auto *hybrid_long =
             state->kernels != nullptr ? state->kernels->hybrid_long : MP3D_hybrid_long;
-        const int long_end = mixed ? (n < long_subbands ? n : long_subbands) : n;
+        const int long_end =
+            long_top ? kSubbands : (mixed ? (n < long_subbands ? n : long_subbands) : n);
         const int alias_count = long_end < alias_limit ? long_end : alias_limit;
         hybrid_long(input, output, long_end, alias_count, mixed ? 0u : block_type, job.overlap,
                     job.prev_types, job.cos_long, job.cs_ca, job.window);
@@ -147,8 +151,10 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
             skip(input, output, sb, bt(sb), job);
     }
 
-    // The top subband has no upper neighbour for the butterflies.
+    // The top subband has no upper neighbour for the butterflies (a long
+    // block reaching it was transformed in the run above).
     const int top = kSubbands - 1;
+    if (long_top) return;
     if (count >= kSubbands)
         transform(input, output, top, bt(top), 0, job);
     else if (prev_count >= kSubbands)
