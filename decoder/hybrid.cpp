@@ -3,6 +3,7 @@
 // overlap-add, skipping the subbands above the last non-zero input.
 #include "decoder/hybrid.h"
 
+#include "decoder/kernel_select.h"
 #include "decoder/tables/imdct_tables.h"
 #include "kernels/imdct_winola.h"
 
@@ -63,6 +64,16 @@ void skip(const int32_t *in, int32_t *out, int sb, uint32_t bt, const Subband_Jo
 
 }  // namespace
 
+void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
+                      int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
+                      const int32_t *cs_ca, const int32_t (*window)[36]) {
+    for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
+        imdct_lee_36(x, out, cos_long, idctlee_III_coeff, sb < alias_count, ovl, block_type,
+                     prev_types[sb], cs_ca, window);
+        prev_types[sb] = block_type;
+    }
+}
+
 void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule_Info *side_info,
                 MP3D_Decoder_State *state) {
     const int ch = channel & 1;
@@ -115,20 +126,21 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     // Ascending order: the butterflies of subband sb rewrite the first lines
     // of subband sb + 1 before that subband is transformed.
     int sb = 0;
+    // A long block that reaches the top subband runs all 32 in one go: the
+    // top one has no butterflies (alias_count 31) and nothing lies between.
+    const bool long_top = block_type != 2 && !mixed && count >= kSubbands;
     if (block_type != 2) {
         // Long blocks (or the long part of a mixed block below): the common
-        // case, with the per-subband pointers advanced in the loop.
-        const int long_end = mixed ? (n < long_subbands ? n : long_subbands) : n;
-        int32_t *in = input;
-        int32_t *out = output;
-        int32_t *ovl = job.overlap;
-        uint32_t *prev = job.prev_types;
-        const uint32_t lbt = mixed ? 0u : block_type;
-        for (; sb < long_end; ++sb, in += 18, out += 18, ovl += kOverlapWords, ++prev) {
-            imdct_lee_36(in, out, job.cos_long, idctlee_III_coeff, sb < alias_limit, ovl, lbt,
-                         *prev, job.cs_ca, job.window);
-            *prev = lbt;
-        }
+        // case, one run through the decoder's kernel set. A decoder state
+        // without a kernel set (built by hand) runs the portable kernels.
+        auto *hybrid_long =
+            state->kernels != nullptr ? state->kernels->hybrid_long : MP3D_hybrid_long;
+        const int long_end =
+            long_top ? kSubbands : (mixed ? (n < long_subbands ? n : long_subbands) : n);
+        const int alias_count = long_end < alias_limit ? long_end : alias_limit;
+        hybrid_long(input, output, long_end, alias_count, mixed ? 0u : block_type, job.overlap,
+                    job.prev_types, job.cos_long, job.cs_ca, job.window);
+        sb = long_end;
     }
     for (; sb < n; ++sb) transform(input, output, sb, bt(sb), sb < alias_limit, job);
 
@@ -139,8 +151,10 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
             skip(input, output, sb, bt(sb), job);
     }
 
-    // The top subband has no upper neighbour for the butterflies.
+    // The top subband has no upper neighbour for the butterflies (a long
+    // block reaching it was transformed in the run above).
     const int top = kSubbands - 1;
+    if (long_top) return;
     if (count >= kSubbands)
         transform(input, output, top, bt(top), 0, job);
     else if (prev_count >= kSubbands)

@@ -3,22 +3,26 @@
 // choice in its own state.
 #include "decoder/kernel_select.h"
 
+#include "decoder/hybrid.h"
 #include "decoder/polyphase_synthesis.h"
 #if defined(MP3D_HAVE_X86_KERNELS)
 #include <cpuid.h>
 
+#include "kernels/x86/imdct_avx2.h"
 #include "kernels/x86/synthesis_avx2.h"
 #endif
 #include "kernels/arm/synthesis_armv6.h"
 
 namespace mp3d {
 
-const MP3D_Kernel_Set kPortableKernels = {"portable", MP3D_subband_dct9, MP3D_polyphase_window};
+const MP3D_Kernel_Set kPortableKernels = {"portable", MP3D_subband_dct9, MP3D_polyphase_window,
+                                          MP3D_hybrid_long};
 
 #if defined(MP3D_HAVE_X86_KERNELS)
 namespace {
 
-const MP3D_Kernel_Set kAvx2Kernels = {"avx2", MP3D_subband_dct9_avx2, MP3D_polyphase_window_avx2};
+const MP3D_Kernel_Set kAvx2Kernels = {"avx2", MP3D_subband_dct9_avx2, MP3D_polyphase_window_avx2,
+                                      MP3D_hybrid_long_avx2};
 
 // AVX2 needs the instruction set (cpuid leaf 7, EBX bit 5) and an operating
 // system that saves the YMM registers (OSXSAVE, then XCR0 bits 1 and 2).

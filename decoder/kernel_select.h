@@ -14,6 +14,11 @@ struct MP3D_Kernel_Set {
     void (*subband_dct9)(const int32_t *samples, int half, int32_t *synthesis);
     // Window of one half granule into 288 samples, then the history move.
     int32_t (*polyphase_window)(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+    // A run of long-block subbands of one channel (as MP3D_hybrid_long,
+    // decoder/hybrid.h): alias butterflies, 36-point IMDCT, window, overlap.
+    void (*hybrid_long)(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
+                        int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
+                        const int32_t *cs_ca, const int32_t (*window)[36]);
 };
 
 // The portable reference kernels, available everywhere.

@@ -1,0 +1,313 @@
+// AVX2 variant of a run of long-block subbands: eight 36-point IMDCTs at once,
+// one subband per lane.
+//
+// The alias-reduction butterflies of the boundary sb|sb+1 read and write
+// lines 18 sb + 10 .. 18 sb + 25 only, so the boundaries touch disjoint
+// lines, and each reads lines no other boundary writes. The portable order
+// (butterflies of sb, then the transform of sb, then those of sb + 1) thus
+// gives every transform the same inputs as running all butterflies of the
+// run first, which this kernel does, eight lines per vector. After them the
+// transforms are independent: eight subbands are transposed into lanes (one
+// vector per input line), run through the portable flow graph operation for
+// operation, windowed, added to the transposed overlap and transposed back.
+// A run's last few subbands go through the same code, the lanes past the
+// run repeating its last subband without being stored.
+//
+// Products are exact 64-bit products (vpmuldq on the even and the odd lanes)
+// rounded to their upper word; sums wrap. The current block type is the same
+// for the whole run; the previous one may differ per subband (after a mixed
+// block), and then the window words of the overlap are gathered per lane.
+#include "kernels/x86/imdct_avx2.h"
+
+#include <immintrin.h>
+
+#include "decoder/tables/imdct_tables.h"
+
+namespace mp3d {
+namespace {
+
+using V = __m256i;
+
+inline V add(V a, V b) {
+    return _mm256_add_epi32(a, b);
+}
+inline V sub(V a, V b) {
+    return _mm256_sub_epi32(a, b);
+}
+inline V neg(V a) {
+    return _mm256_sub_epi32(_mm256_setzero_si256(), a);
+}
+inline V x2(V a) {
+    return _mm256_add_epi32(a, a);
+}
+inline V x4(V a) {
+    return _mm256_slli_epi32(a, 2);
+}
+inline V bc(int32_t c) {
+    return _mm256_set1_epi32(c);
+}
+
+inline V round_word() {
+    return _mm256_set1_epi64x(int64_t{1} << 31);
+}
+
+// Upper words of the 64-bit lanes of even (products of lanes 0, 2, 4, 6) and
+// odd (lanes 1, 3, 5, 7) back into eight lanes.
+inline V upper_words(V even, V odd) {
+    return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xAA);
+}
+
+// (a b + 2^31) >> 32 per lane, b broadcast (the same word in every lane).
+inline V mulhi_c(V a, V b) {
+    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, b), round_word());
+    const V odd = _mm256_add_epi64(_mm256_mul_epi32(_mm256_srli_epi64(a, 32), b), round_word());
+    return upper_words(even, odd);
+}
+inline V mulhi_c(V a, int32_t c) {
+    return mulhi_c(a, bc(c));
+}
+
+// (a b + 2^31) >> 32 per lane, b per lane.
+inline V mulhi(V a, V b) {
+    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, b), round_word());
+    const V odd = _mm256_add_epi64(
+        _mm256_mul_epi32(_mm256_srli_epi64(a, 32), _mm256_srli_epi64(b, 32)), round_word());
+    return upper_words(even, odd);
+}
+
+// acc + ((2^31 - a b) >> 32) per lane, b per lane: one rounding of the
+// difference, as mulhi_round_sub.
+inline V mulhi_sub(V acc, V a, V b) {
+    const V even = _mm256_sub_epi64(round_word(), _mm256_mul_epi32(a, b));
+    const V odd = _mm256_sub_epi64(
+        round_word(), _mm256_mul_epi32(_mm256_srli_epi64(a, 32), _mm256_srli_epi64(b, 32)));
+    return add(acc, upper_words(even, odd));
+}
+
+// Columns c .. c + 3 of eight rows of words (row r at base + r stride): one
+// vector per column, lane r holding row r. Rows from `rows` on repeat the
+// last row that exists, so nothing past it is read.
+inline void load_columns(const int32_t *base, int stride, int c, V *col, int rows) {
+    V y[4];
+    for (int r = 0; r < 4; ++r) {
+        const int r_lo = r < rows ? r : rows - 1;
+        const int r_hi = r + 4 < rows ? r + 4 : rows - 1;
+        const __m128i lo =
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_lo * stride + c));
+        const __m128i hi =
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_hi * stride + c));
+        y[r] = _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+    }
+    const V t0 = _mm256_unpacklo_epi32(y[0], y[1]), t1 = _mm256_unpackhi_epi32(y[0], y[1]);
+    const V t2 = _mm256_unpacklo_epi32(y[2], y[3]), t3 = _mm256_unpackhi_epi32(y[2], y[3]);
+    col[0] = _mm256_unpacklo_epi64(t0, t2);
+    col[1] = _mm256_unpackhi_epi64(t0, t2);
+    col[2] = _mm256_unpacklo_epi64(t1, t3);
+    col[3] = _mm256_unpackhi_epi64(t1, t3);
+}
+
+// The inverse of load_columns: lane r of col[j] to base + r stride + c + j,
+// for the rows below `rows`.
+inline void store_columns(int32_t *base, int stride, int c, const V *col, int rows) {
+    const V t0 = _mm256_unpacklo_epi32(col[0], col[1]), t1 = _mm256_unpackhi_epi32(col[0], col[1]);
+    const V t2 = _mm256_unpacklo_epi32(col[2], col[3]), t3 = _mm256_unpackhi_epi32(col[2], col[3]);
+    const V y[4] = {_mm256_unpacklo_epi64(t0, t2), _mm256_unpackhi_epi64(t0, t2),
+                    _mm256_unpacklo_epi64(t1, t3), _mm256_unpackhi_epi64(t1, t3)};
+    for (int r = 0; r < 4; ++r) {
+        if (r < rows)
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(base + r * stride + c),
+                             _mm256_castsi256_si128(y[r]));
+        if (r + 4 < rows)
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(base + (r + 4) * stride + c),
+                             _mm256_extracti128_si256(y[r], 1));
+    }
+}
+
+// As the 9-point DCT of the portable kernel.
+inline void idct9(V *a, const int32_t *coeff9) {
+    const V e1 = add(a[3], a[5]), d1 = sub(a[3], a[5]);
+    const V e2 = add(a[2], a[6]), d2 = sub(a[6], a[2]);
+    const V e3 = add(a[1], a[7]), d3 = sub(a[1], a[7]);
+    const V e4 = add(a[0], a[8]), d4 = sub(a[8], a[0]);
+
+    const V f = add(e3, a[4]);
+    const V g = sub(x2(a[4]), e3);
+    const V h = add(add(e1, e2), e4);
+
+    const V o0 = add(h, f);
+    const V o6 = sub(h, x2(f));
+
+    const V m1 = mulhi_c(d3, coeff9[0]);
+    const V m2 = mulhi_c(sub(e2, e4), coeff9[1]);
+    const V m3 = mulhi_c(sub(e1, e4), coeff9[2]);
+    const V m4 = mulhi_c(sub(e1, e2), coeff9[3]);
+
+    const V o4 = sub(sub(g, x4(m2)), x4(m3));
+    const V o8 = add(add(g, x4(m3)), x4(m4));
+    const V o2 = sub(x4(m4), add(g, x4(m2)));
+
+    const V o3 = x4(mulhi_c(add(sub(d1, d2), d4), coeff9[0]));
+
+    const V p1 = mulhi_c(add(d2, d4), coeff9[4]);
+    const V p2 = mulhi_c(sub(d1, d4), coeff9[5]);
+    const V p3 = mulhi_c(add(d1, d2), coeff9[6]);
+
+    const V o5 = sub(x4(sub(m1, p1)), x4(p2));
+    const V o7 = add(x4(add(m1, p1)), x4(p3));
+    const V o1 = sub(x4(p3), x4(add(m1, p2)));
+
+    a[0] = o0;
+    a[1] = o1;
+    a[2] = o2;
+    a[3] = o3;
+    a[4] = o4;
+    a[5] = o5;
+    a[6] = o6;
+    a[7] = o7;
+    a[8] = o8;
+}
+
+// The butterflies of the boundary between the subband at x and the next one,
+// as alias_reduce of the portable kernel, with lane i holding pair i.
+inline void alias_reduce(int32_t *x, V cs, V ca, V reverse) {
+    const V lo = _mm256_permutevar8x32_epi32(
+        _mm256_loadu_si256(reinterpret_cast<const V *>(x + 10)), reverse);
+    const V up = _mm256_loadu_si256(reinterpret_cast<const V *>(x + 18));
+    const V lo2 = x2(mulhi_sub(mulhi(cs, lo), ca, up));
+    const V up2 = x2(add(mulhi(cs, up), mulhi(ca, lo)));
+    _mm256_storeu_si256(reinterpret_cast<V *>(x + 10), _mm256_permutevar8x32_epi32(lo2, reverse));
+    _mm256_storeu_si256(reinterpret_cast<V *>(x + 18), up2);
+}
+
+// Up to eight subbands (x, out at stride 18, ovl at stride 9, previous block
+// types prev[0..7]; the first `rows` of them exist) after their butterflies:
+// the transform, windowing and overlap of imdct_lee_36. out may be x.
+template <bool kSamePrevious>
+void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
+                uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
+    // Every input is loaded before any output is stored.
+    V in[20];
+    load_columns(x, 18, 0, in, rows);
+    load_columns(x, 18, 4, in + 4, rows);
+    load_columns(x, 18, 8, in + 8, rows);
+    load_columns(x, 18, 12, in + 12, rows);
+    V tail[4];
+    load_columns(x, 18, 14, tail, rows);
+    in[16] = tail[2];
+    in[17] = tail[3];
+
+    V A[9], B[9];
+    for (int k = 0; k < 9; ++k) {
+        const V p = mulhi_c(in[k], cos_table[k]);
+        const V q = mulhi_c(in[17 - k], cos_table[17 - k]);
+        A[k] = add(p, q);
+        B[k] = x2(mulhi_c(sub(p, q), cos_table[18 + k]));
+    }
+    idct9(A, idctlee_III_coeff);
+    idct9(B, idctlee_III_coeff);
+
+    V u[9], t[9];
+    V s = B[0];
+    u[0] = x2(A[0]);
+    t[0] = sub(u[0], x4(s));
+    for (int j = 1; j < 9; ++j) {
+        s = sub(B[j], s);
+        u[j] = add(t[j - 1], x2(A[j]));
+        t[j] = sub(u[j], x4(s));
+    }
+    const V v[9] = {neg(t[4]), u[5], neg(t[5]), u[6], neg(t[6]), u[7], neg(t[7]), u[8], neg(t[8])};
+    V z[12];
+    z[0] = neg(u[4]);
+    z[1] = t[3];
+    z[2] = neg(u[3]);
+    z[3] = t[2];
+    z[4] = neg(u[2]);
+    z[5] = t[1];
+    z[6] = neg(u[1]);
+    z[7] = t[0];
+    z[8] = neg(u[0]);
+
+    V o[12];
+    load_columns(ovl, 9, 0, o, rows);
+    load_columns(ovl, 9, 4, o + 4, rows);
+    V o_tail[4];
+    load_columns(ovl, 9, 5, o_tail, rows);
+    o[8] = o_tail[3];
+
+    const int32_t *wc = window[block_type & 3];
+    V index = _mm256_setzero_si256();
+    if constexpr (!kSamePrevious) {
+        index = _mm256_mullo_epi32(
+            _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const V *>(prev)), bc(3)), bc(36));
+    }
+    const int32_t *wp = window[prev[0] & 3];
+    V y[20];
+    for (int i = 0; i < 9; ++i) {
+        V head, tail_o;
+        if constexpr (kSamePrevious) {
+            head = mulhi_c(o[i], wp[18 + i]);
+            tail_o = mulhi_c(o[i], wp[35 - i]);
+        } else {
+            const V w_head = _mm256_i32gather_epi32(&window[0][0], add(index, bc(18 + i)), 4);
+            const V w_tail = _mm256_i32gather_epi32(&window[0][0], add(index, bc(35 - i)), 4);
+            head = mulhi(o[i], w_head);
+            tail_o = mulhi(o[i], w_tail);
+        }
+        y[i] = add(head, mulhi_c(v[i], wc[i]));
+        y[17 - i] = add(tail_o, mulhi_c(v[i], wc[17 - i]));
+    }
+
+    store_columns(out, 18, 0, y, rows);
+    store_columns(out, 18, 4, y + 4, rows);
+    store_columns(out, 18, 8, y + 8, rows);
+    store_columns(out, 18, 12, y + 12, rows);
+    store_columns(out, 18, 14, y + 14, rows);
+    store_columns(ovl, 9, 0, z, rows);
+    store_columns(ovl, 9, 4, z + 4, rows);
+    store_columns(ovl, 9, 5, z + 5, rows);
+}
+
+void transform8_any(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
+                    uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
+    bool same = true;
+    for (int l = 1; l < 8; ++l) same = same && ((prev[l] ^ prev[0]) & 3) == 0;
+    if (same)
+        transform8<true>(x, out, ovl, prev, rows, block_type, cos_table, window);
+    else
+        transform8<false>(x, out, ovl, prev, rows, block_type, cos_table, window);
+}
+
+}  // namespace
+
+void MP3D_hybrid_long_avx2(int32_t *x, int32_t *out, int count, int alias_count,
+                           uint32_t block_type, int32_t *ovl, uint32_t *prev_types,
+                           const int32_t *cos_long, const int32_t *cs_ca,
+                           const int32_t (*window)[36]) {
+    if (count <= 0) return;
+    if (alias_count > count) alias_count = count;
+    if (alias_count > 0) {
+        const V cs = _mm256_setr_epi32(cs_ca[0], cs_ca[2], cs_ca[4], cs_ca[6], cs_ca[8], cs_ca[10],
+                                       cs_ca[12], cs_ca[14]);
+        const V ca = _mm256_setr_epi32(cs_ca[1], cs_ca[3], cs_ca[5], cs_ca[7], cs_ca[9], cs_ca[11],
+                                       cs_ca[13], cs_ca[15]);
+        const V reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+        for (int b = 0; b < alias_count; ++b) alias_reduce(x + 18 * b, cs, ca, reverse);
+    }
+
+    int sb = 0;
+    for (; sb + 8 <= count; sb += 8)
+        transform8_any(x + 18 * sb, out + 18 * sb, ovl + 9 * sb, prev_types + sb, 8, block_type,
+                       cos_long, window);
+    if (sb < count) {
+        // The last 1..7 subbands: the lanes past the run repeat its last
+        // subband and are not stored.
+        const int rest = count - sb;
+        uint32_t prev[8];
+        for (int l = 0; l < 8; ++l) prev[l] = prev_types[sb + (l < rest ? l : rest - 1)];
+        transform8_any(x + 18 * sb, out + 18 * sb, ovl + 9 * sb, prev, rest, block_type, cos_long,
+                       window);
+    }
+    for (int i = 0; i < count; ++i) prev_types[i] = block_type;
+}
+
+}  // namespace mp3d
