@@ -131,10 +131,8 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     const bool long_top = block_type != 2 && !mixed && count >= kSubbands;
     if (block_type != 2) {
         // Long blocks (or the long part of a mixed block below): the common
-        // case, one run through the decoder's kernel set. A decoder state
-        // without a kernel set (built by hand) runs the portable kernels.
-        auto *hybrid_long =
-            state->kernels != nullptr ? state->kernels->hybrid_long : MP3D_hybrid_long;
+        // case, one run through the decoder's kernel set.
+        auto *hybrid_long = state->kernels->hybrid_long;
         const int long_end =
             long_top ? kSubbands : (mixed ? (n < long_subbands ? n : long_subbands) : n);
         const int alias_count = long_end < alias_limit ? long_end : alias_limit;

@@ -52,7 +52,7 @@ const MP3D_Kernel_Set *MP3D_avx2_kernels() {
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 namespace {
 const MP3D_Kernel_Set kArmv6Kernels = {"armv6", MP3D_subband_dct9_armv6,
-                                       MP3D_polyphase_window_armv6};
+                                       MP3D_polyphase_window_armv6, MP3D_hybrid_long};
 }  // namespace
 
 const MP3D_Kernel_Set *MP3D_armv6_kernels() {

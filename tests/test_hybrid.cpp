@@ -7,6 +7,7 @@
 #include <array>
 
 #include "decoder/hybrid.h"
+#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
 #include "support/hybrid_reference.h"
 
@@ -28,6 +29,8 @@ struct Channel {
                      int mode_extension = 0)
         : ch(channel) {
         MP3D_init_tables(&st);
+        // The kernels this processor runs (the vector set where there is one).
+        st.kernels = MP3D_select_kernels();
         st.overlap_buffer = overlap;
         st.prev_block_type = types;
         st.header.version = static_cast<int16_t>(version);
