@@ -29,9 +29,12 @@ inline void split(uint32_t code, uint32_t *s) {
 // Reads the codes of one unit and requantises them (Q29): r = ((f + D) * C)
 // >> 31, where f is the nb-bit code s with its most significant bit inverted,
 // read as a two's-complement fraction in Q30. That fraction is
-// s * 2^(31-nb) - 1/2 (s < 2^nb), so f + D = (s << shift) + unit d.
+// s / 2^(nb-1) - 1 (s < 2^nb), so f + D = (s << shift) + unit d.
+//
+// |f + D| <= 1.0 and C < 2.0, so |r| < 2^30: r is kept in 64 bits, where the
+// value is the same as that of the 32-bit result.
 template <class Get>
-inline void read_and_requantise(const Mp2Unit &u, Get &get, int32_t *r) {
+inline void read_and_requantise(const Mp2Unit &u, Get &get, int64_t *r) {
     uint32_t s[3];
     switch (u.q) {
         case 0:
@@ -49,7 +52,9 @@ inline void read_and_requantise(const Mp2Unit &u, Get &get, int32_t *r) {
             s[2] = get(u.q);
             break;
     }
-    for (int i = 0; i < 3; ++i) r[i] = mul_shr31(static_cast<int32_t>(s[i] << u.shift) + u.d, u.c);
+    const int64_t d = u.d;
+    const int64_t c = u.c;
+    for (int i = 0; i < 3; ++i) r[i] = ((int64_t{s[i] << u.shift} + d) * c) >> 31;
 }
 
 template <class Get, class Put>
@@ -57,7 +62,7 @@ inline void run_units(const Mp2Plan &plan, int part, Get &get, Put &put) {
     const int count = plan.count;
     for (int k = 0; k < count; ++k) {
         const Mp2Unit &u = plan.units[k];
-        int32_t r[3];
+        int64_t r[3];
         read_and_requantise(u, get, r);
         put(u, 0, r, u.m[0][part]);
         if (u.joint != 0) put(u, 1, r, u.m[1][part]);
@@ -157,10 +162,10 @@ void MP2D_dequantize_sample(int32_t *const *blocks, const uint8_t *allocation,
     for (int ch = 0; ch < channels; ++ch)
         for (int i = 0; i < 96; ++i) blocks[ch][i] = 0;
     BitCursor bits(state);
-    run_granule(plan, 0, &bits, state, [&](const Mp2Unit &u, int out, const int32_t *r, int32_t m) {
+    run_granule(plan, 0, &bits, state, [&](const Mp2Unit &u, int out, const int64_t *r, int32_t m) {
         int32_t *block = blocks[u.ch + out];
         const int sb = u.sb;
-        for (int i = 0; i < 3; ++i) block[32 * i + sb] = mul_shr31(r[i], m);
+        for (int i = 0; i < 3; ++i) block[32 * i + sb] = static_cast<int32_t>((r[i] * m) >> 31);
     });
     bits.store(state);
 }
@@ -178,12 +183,13 @@ void MP2D_dequantize_half(int32_t *samples, const Mp2Plan *plan, int h, MP3D_Dec
         const uint32_t odd_g = (g & 1) != 0 ? ~0u : 0u;
         const uint32_t odd_t[3] = {odd_g, ~odd_g, odd_g};
         run_granule(*plan, (6 * h + g) / 4, &bits, state,
-                    [&](const Mp2Unit &u, int out, const int32_t *r, int32_t m) {
+                    [&](const Mp2Unit &u, int out, const int64_t *r, int32_t m) {
                         int32_t *y = x + u.row[out];
                         const uint32_t odd_sb = u.odd;
                         for (int i = 0; i < 3; ++i) {
                             const uint32_t neg = odd_t[i] & odd_sb;
-                            const auto v = static_cast<uint32_t>(mul_shr31(r[i], m) >> 2);
+                            // |r * m >> 31| < 2^30: one shift does both.
+                            const auto v = static_cast<uint32_t>((r[i] * m) >> 33);
                             y[i] = static_cast<int32_t>((v ^ neg) - neg);
                         }
                     });

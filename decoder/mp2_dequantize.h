@@ -16,7 +16,7 @@ void MP2D_dequantize_sample(int32_t *const *blocks, const uint8_t *allocation,
 // by both channels.
 struct Mp2Unit {
     int32_t c;        // C of the class (Q30)
-    int32_t d;        // D of the class less 1/2^0 (Q30): f + D = code * 2^(31-nb) + d
+    int32_t d;        // D of the class less 1.0 (Q30): f + D = (code << shift) + d
     int32_t m[2][3];  // scale multipliers [output][part of the frame]
     int32_t row[2];   // 576 * channel + 18 * sb of each output
     uint32_t odd;     // all ones for an odd subband
