@@ -99,6 +99,39 @@ struct BitCursor {
     }
 };
 
+// Runs body(get), where get(n) reads n bits (1..16) like getbits1, for a run
+// of reads that takes at most max_bits bits. The refills of such a run take
+// at most max_bits / 8 + 4 bytes; when the current block holds these and two
+// more (each refill looks at the next two bytes), the refills need not look
+// for the end of the block and run without branches on the window held in
+// plain locals. Otherwise get() is the cursor's full read.
+template <class Body>
+inline void read_run(BitCursor *bits, int32_t max_bits, MP3D_Decoder_State *state, Body body) {
+    if (bits->left >= (max_bits >> 3) + 6) {
+        uint32_t window = bits->window;
+        int32_t count = bits->bits;
+        const uint8_t *const start = bits->ptr;
+        const uint8_t *p = start;
+        auto get = [&](int n) -> uint32_t {
+            const uint32_t fresh = (window << 16) | (uint32_t{p[0]} << 8) | p[1];
+            const bool empty = count <= 16;
+            window = empty ? fresh : window;
+            p += empty ? 2 : 0;
+            count += empty ? 16 : 0;
+            count -= n;
+            return (window >> count) & ((1u << n) - 1u);
+        };
+        body(get);
+        bits->window = window;
+        bits->bits = count;
+        bits->ptr = p;
+        bits->left -= static_cast<int32_t>(p - start);
+    } else {
+        auto get = [&](int n) { return bits->get(n, state); };
+        body(get);
+    }
+}
+
 }  // namespace mp3d
 
 #endif

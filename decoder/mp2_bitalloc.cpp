@@ -8,31 +8,26 @@
 
 namespace mp3d {
 
-namespace {
-
-uint32_t read_bits(int n, BitCursor *bits, MP3D_Decoder_State *state) {
-    return n > 0 ? bits->get(n, state) : 0;
-}
-
-}  // namespace
-
 void MP2D_decode_bitalloc(uint8_t *allocation, const MP3D_Frame_Params *frame_params,
                           MP3D_Decoder_State *state) {
     const Mp2Bounds b = mp2_bounds(frame_params);
     const uint8_t *rows = state->mp2_tables->alloc_table_array;
     const uint8_t *alloc_rows = frame_params->alloc_table;
     BitCursor bits(state);
-    int n = 0;
-    for (int sb = 0; sb < b.js_bound; ++sb) {
-        const int nbal = rows[alloc_rows[sb]];
-        for (int ch = 0; ch < b.channels; ++ch)
-            allocation[n++] = static_cast<uint8_t>(read_bits(nbal, &bits, state));
-    }
-    for (int sb = b.js_bound; sb < b.sb_limit; ++sb) {
-        const auto a = static_cast<uint8_t>(read_bits(rows[alloc_rows[sb]], &bits, state));
-        allocation[n++] = a;
-        allocation[n++] = a;
-    }
+    // At most 64 fields of at most 4 bits.
+    read_run(&bits, 256, state, [&](auto &get) {
+        auto field = [&](int nbal) { return static_cast<uint8_t>(nbal > 0 ? get(nbal) : 0); };
+        int n = 0;
+        for (int sb = 0; sb < b.js_bound; ++sb) {
+            const int nbal = rows[alloc_rows[sb]];
+            for (int ch = 0; ch < b.channels; ++ch) allocation[n++] = field(nbal);
+        }
+        for (int sb = b.js_bound; sb < b.sb_limit; ++sb) {
+            const uint8_t a = field(rows[alloc_rows[sb]]);
+            allocation[n++] = a;
+            allocation[n++] = a;
+        }
+    });
     bits.store(state);
 }
 

@@ -71,36 +71,10 @@ inline void run_units(const Mp2Plan &plan, int part, Get &get, Put &put) {
 
 // Runs one granule of the plan; put(unit, output, r, m) stores three samples
 // (and must read what it needs of the unit before it stores).
-//
-// The refills of a granule take at most granule_bits / 8 + 4 bytes: when the
-// block holds these and two more, the refills need not look for its end, and
-// are done without branches on the window held in plain locals.
 template <class Put>
 inline void run_granule(const Mp2Plan &plan, int part, BitCursor *bits, MP3D_Decoder_State *state,
                         Put put) {
-    if (bits->left >= (plan.granule_bits >> 3) + 6) {
-        uint32_t window = bits->window;
-        int32_t count = bits->bits;
-        const uint8_t *const start = bits->ptr;
-        const uint8_t *p = start;
-        auto get = [&](int n) {
-            const uint32_t fresh = (window << 16) | (uint32_t{p[0]} << 8) | p[1];
-            const bool empty = count <= 16;
-            window = empty ? fresh : window;
-            p += empty ? 2 : 0;
-            count += empty ? 16 : 0;
-            count -= n;
-            return (window >> count) & ((1u << n) - 1u);
-        };
-        run_units(plan, part, get, put);
-        bits->window = window;
-        bits->bits = count;
-        bits->ptr = p;
-        bits->left -= static_cast<int32_t>(p - start);
-    } else {
-        auto get = [&](int n) { return bits->get(n, state); };
-        run_units(plan, part, get, put);
-    }
+    read_run(bits, plan.granule_bits, state, [&](auto &get) { run_units(plan, part, get, put); });
 }
 
 }  // namespace
