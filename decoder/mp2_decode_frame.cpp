@@ -22,7 +22,7 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     const MP3D_Frame_Params *fp = state->frame_params;
     const int channels = fp->channels > 1 ? 2 : 1;
 
-    // Working storage of this call (about 9 KB): the synthesis input of half
+    // Working storage of this call (about 10 KB): the synthesis input of half
     // a frame per channel (sample t of subband sb at 18*sb + t, Q26), the PCM
     // staging of one channel, and the frame's plan.
     int32_t samples[2 * kHalfSamples];
