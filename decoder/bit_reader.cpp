@@ -37,13 +37,13 @@ void getword(MP3D_Decoder_State *state) {
     state->bit_window = (state->bit_window << 8) | readword(state);
 }
 
-uint32_t getbits1(int n, MP3D_Decoder_State *state) {
+uint32_t getbits1_slow(int n, MP3D_Decoder_State *state) {
     if (n <= 0) return 0;
     if (n > 16) {
         // Wider reads are split so that the window never needs more than 32
         // bits; the result keeps the low 32 bits of the field.
-        const uint32_t high = getbits1(n - 16, state);
-        return (high << 16) | getbits1(16, state);
+        const uint32_t high = getbits1_slow(n - 16, state);
+        return (high << 16) | getbits1_slow(16, state);
     }
     state->bits_consumed += static_cast<uint32_t>(n);
     if (state->bits_in_window <= 16) getword(state);

@@ -8,56 +8,54 @@
 
 namespace mp3d {
 
-namespace {
-
-uint32_t read_bits(int n, MP3D_Decoder_State *state) {
-    return n > 0 ? getbits1(n, state) : 0;
-}
-
-}  // namespace
-
 void MP2D_decode_bitalloc(uint8_t *allocation, const MP3D_Frame_Params *frame_params,
                           MP3D_Decoder_State *state) {
     const Mp2Bounds b = mp2_bounds(frame_params);
     const uint8_t *rows = state->mp2_tables->alloc_table_array;
     const uint8_t *alloc_rows = frame_params->alloc_table;
-    int n = 0;
-    for (int sb = 0; sb < b.js_bound; ++sb) {
-        const int nbal = rows[alloc_rows[sb]];
-        for (int ch = 0; ch < b.channels; ++ch)
-            allocation[n++] = static_cast<uint8_t>(read_bits(nbal, state));
-    }
-    for (int sb = b.js_bound; sb < b.sb_limit; ++sb) {
-        const auto a = static_cast<uint8_t>(read_bits(rows[alloc_rows[sb]], state));
-        allocation[n++] = a;
-        allocation[n++] = a;
-    }
+    BitCursor bits(state);
+    // At most 64 fields of at most 4 bits.
+    read_run(&bits, 256, state, [&](auto &get) {
+        auto field = [&](int nbal) { return static_cast<uint8_t>(nbal > 0 ? get(nbal) : 0); };
+        int n = 0;
+        for (int sb = 0; sb < b.js_bound; ++sb) {
+            const int nbal = rows[alloc_rows[sb]];
+            for (int ch = 0; ch < b.channels; ++ch) allocation[n++] = field(nbal);
+        }
+        for (int sb = b.js_bound; sb < b.sb_limit; ++sb) {
+            const uint8_t a = field(rows[alloc_rows[sb]]);
+            allocation[n++] = a;
+            allocation[n++] = a;
+        }
+    });
+    bits.store(state);
 }
 
 void MP2D_decode_scale(uint8_t *scfsi, const uint8_t *allocation, uint8_t (*scalefactors)[64],
                        const MP3D_Frame_Params *frame_params, MP3D_Decoder_State *state) {
     const Mp2Bounds b = mp2_bounds(frame_params);
     const int entries = b.sb_limit * b.channels;
+    BitCursor bits(state);
     int pairs = 0;
     for (int i = 0; i < entries; ++i)
-        if (allocation[i] != 0) scfsi[pairs++] = static_cast<uint8_t>(getbits1(2, state));
+        if (allocation[i] != 0) scfsi[pairs++] = static_cast<uint8_t>(bits.get(2, state));
 
     for (int n = 0; n < pairs; ++n) {
-        const auto a = static_cast<uint8_t>(getbits1(6, state));
+        const auto a = static_cast<uint8_t>(bits.get(6, state));
         uint8_t p1 = a;
         uint8_t p2 = a;
         switch (scfsi[n]) {
             case 0:
-                p1 = static_cast<uint8_t>(getbits1(6, state));
-                p2 = static_cast<uint8_t>(getbits1(6, state));
+                p1 = static_cast<uint8_t>(bits.get(6, state));
+                p2 = static_cast<uint8_t>(bits.get(6, state));
                 break;
             case 1:
-                p2 = static_cast<uint8_t>(getbits1(6, state));
+                p2 = static_cast<uint8_t>(bits.get(6, state));
                 break;
             case 2:
                 break;
             default:
-                p1 = static_cast<uint8_t>(getbits1(6, state));
+                p1 = static_cast<uint8_t>(bits.get(6, state));
                 p2 = p1;
                 break;
         }
@@ -65,6 +63,7 @@ void MP2D_decode_scale(uint8_t *scfsi, const uint8_t *allocation, uint8_t (*scal
         scalefactors[1][n] = p1;
         scalefactors[2][n] = p2;
     }
+    bits.store(state);
 }
 
 }  // namespace mp3d

@@ -128,3 +128,28 @@ TEST(Mp2DecodeFrame, CorruptStreamsDecodeSafely) {
         for (int32_t v : got.words) ASSERT_TRUE(v >= -32768 && v <= 32767) << v;
     }
 }
+
+// Granules are read without looking for the end of the input block when the
+// block holds all their bytes, and through the full reader otherwise: blocks
+// of every kind of size (smaller than a granule, about one, a frame, odd
+// sizes that end anywhere inside a granule) decode to the same words as one
+// 64 KiB block.
+TEST(Mp2DecodeFrame, BlockSizesDoNotChangeTheOutput) {
+    for (const char *name : {"joint_48k_192", "mono_32k_48"}) {
+        SCOPED_TRACE(name);
+        std::vector<uint8_t> stream;
+        std::string error;
+        ASSERT_TRUE(mp3d_tools::read_file(
+            std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/" + name + ".mp2", stream,
+            &error))
+            << error;
+        const auto whole = mp3d_tools::decode_buffer(stream, {});
+        ASSERT_GT(whole.stats.layer2_frames, 0u);
+        for (int block : {2, 3, 9, 25, 61, 130, 577}) {
+            mp3d_tools::DecodeOptions options;
+            options.block_size = static_cast<size_t>(block);
+            EXPECT_EQ(mp3d_tools::decode_buffer(stream, options).words, whole.words)
+                << "block " << block;
+        }
+    }
+}
