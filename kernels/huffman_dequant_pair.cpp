@@ -18,6 +18,7 @@
 // Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
 // multiplied by the band's quarter-step scale (for x = 1 the scale itself),
 // placed so that one right shift by the band's 26 + q gives the magnitude.
+#include "decoder/tables/huffman_fast.h"
 #include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
@@ -56,6 +57,47 @@ inline int32_t apply_sign(int32_t m, uint32_t v) {
     return static_cast<int32_t>((static_cast<uint32_t>(m) ^ s) - s);
 }
 
+// The decoded value when `nonzero` is 1, else the line's current value:
+// lines of zero values are left untouched, without a branch.
+inline int32_t keep_zero(int32_t value, int32_t current, uint32_t nonzero) {
+    const uint32_t mask = 0u - nonzero;
+    return static_cast<int32_t>((static_cast<uint32_t>(value) & mask) |
+                                (static_cast<uint32_t>(current) & ~mask));
+}
+
+// Stands in for a code table without a direct lookup: every codeword is
+// resolved by the multi-level walk.
+constexpr uint16_t kNoFastEntries[2] = {0, 0};
+
+Huffman_Pair_Fast_Table find_fast_table(const uint16_t *table) {
+    for (const Huffman_Pair_Fast_Table &t : huf_pair_fast_tables)
+        if (t.code_table == table) return t;
+    return {table, kNoFastEntries, 1};
+}
+
+// Resolves the codeword at the top of v0 in the multi-level table (at most
+// kMaxLookups reads; the last word read is taken as the leaf) and returns it
+// in the direct lookup's form, its bit count widened to bits 0..5.
+uint32_t walk(const uint16_t *table, uint32_t v0) {
+    const uint32_t root_width = table[0];
+    uint32_t entry = table[1 + (v0 >> (32 - root_width))];
+    if ((entry & 1u) == 0) {
+        uint32_t v = v0 << root_width;
+        int32_t base = 1;
+        for (int lookup = 2;; ++lookup) {
+            base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
+            const uint32_t width = entry >> 11;
+            entry = table[base + static_cast<int32_t>(v >> (32 - width))];
+            if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
+            v <<= width;
+        }
+    }
+    const uint32_t x = entry >> 12;
+    const uint32_t y = (entry >> 8) & 15u;
+    const uint32_t length = (entry >> 1) & 31u;
+    return (x << 12) | (y << 8) | (length + (x != 0 ? 1u : 0u) + (y != 0 ? 1u : 0u));
+}
+
 }  // namespace
 
 uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *region,
@@ -76,7 +118,9 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
     const int16_t *const bands = region->band_table;
     const int32_t limit = region->line_limit;
     const int32_t *const scale_table = state->scale_fac_table_lf;
-    const uint32_t root_width = table != nullptr ? table[0] : 0u;
+    const Huffman_Pair_Fast_Table fast_table = find_fast_table(table);
+    const uint16_t *const fast = fast_table.entries;
+    const uint32_t fast_shift = 64 - fast_table.width;
     uint64_t extreme[64];  // magnitudes of bands with q < -26
 
     int32_t band = region->start_band;
@@ -141,45 +185,47 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     }
                 }
                 const uint32_t v0 = static_cast<uint32_t>(bits >> 32);
-                uint32_t entry = table[1 + (v0 >> (32 - root_width))];
-                if ((entry & 1u) == 0) {
-                    uint32_t v = v0 << root_width;
-                    int32_t base = 1;
-                    for (int lookup = 2;; ++lookup) {
-                        base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
-                        const uint32_t width = entry >> 11;
-                        entry = table[base + static_cast<int32_t>(v >> (32 - width))];
-                        if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
-                        v <<= width;
-                    }
-                }
-                used = (entry >> 1) & 31u;
+                uint32_t entry = fast[bits >> fast_shift];
+                if (entry == 0) [[unlikely]]
+                    entry = walk(table, v0);
                 const uint32_t x = entry >> 12;
                 const uint32_t y = (entry >> 8) & 15u;
-                uint32_t v = v0 << used;
+                const uint32_t sx = x != 0 ? 1u : 0u;
+                const uint32_t sy = y != 0 ? 1u : 0u;
+                used = entry & 63u;
+                uint32_t v = v0 << (used - sx - sy);
 
-                if (x != 0) {
-                    int32_t m;
-                    if (x == escape) {
-                        m = escaped(used, v);
-                        used = linbits;
-                    } else {
-                        m = power(x);
+                if ((x == escape) | (y == escape)) [[unlikely]] {
+                    used -= sx + sy;  // the codeword alone
+                    if (x != 0) {
+                        int32_t m;
+                        if (x == escape) {
+                            m = escaped(used, v);
+                            used = linbits;
+                        } else {
+                            m = power(x);
+                        }
+                        out[0] = apply_sign(m, v);
+                        v <<= 1;
+                        used += 1;
                     }
-                    out[0] = apply_sign(m, v);
-                    v <<= 1;
-                    used += 1;
-                }
-                if (y != 0) {
-                    int32_t m;
-                    if (y == escape) {
-                        m = escaped(used, v);
-                        used = linbits;
-                    } else {
-                        m = power(y);
+                    if (y != 0) {
+                        int32_t m;
+                        if (y == escape) {
+                            m = escaped(used, v);
+                            used = linbits;
+                        } else {
+                            m = power(y);
+                        }
+                        out[1] = apply_sign(m, v);
+                        used += 1;
                     }
-                    out[1] = apply_sign(m, v);
-                    used += 1;
+                } else {
+                    // No escape: both values without branches. A zero value
+                    // takes no sign bit and leaves its line as it was.
+                    out[0] = keep_zero(apply_sign(power(x), v), out[0], sx);
+                    v <<= sx;
+                    out[1] = keep_zero(apply_sign(power(y), v), out[1], sy);
                 }
                 bits <<= used;
                 count -= static_cast<int32_t>(used);

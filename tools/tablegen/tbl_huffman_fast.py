@@ -1,0 +1,62 @@
+"""Direct first-level lookup tables for the Layer III pair codes (ISO/IEC
+11172-3 Annex B, Table 3-B.7), derived from the same codes as the decoder's
+multi-level tables.
+
+For each pair code table with width k, entry j (0 .. 2^k - 1) describes the
+codeword that the next k bits j start with:
+  codeword of at most k bits: (x << 12) | (y << 8) | (length + signs), where
+      signs is the number of non-zero values among x and y (their sign bits
+      follow the codeword; escape bits, where x or y is 15 in a table with
+      linbits, are not counted);
+  longer codeword: 0 (the decoder walks the multi-level table instead).
+The width is the longest codeword length, capped at 8 (7 for tables 5 and 6,
+whose few longer codes are rare) to keep the tables small.
+"""
+import os
+
+from emit import file_header, fmt_values, FOOTER
+from tbl_huffman_tables import PAIR_TABLES, parse
+
+OUTPUT = "decoder/tables/huffman_fast.cpp"
+NEEDS_REFERENCE_DATA = True
+
+WIDTH_CAP = {5: 7, 6: 7}
+
+
+def fast_entries(codes, width):
+    """codes: [(x, y, code)]. Returns the 2^width entries."""
+    entries = []
+    for j in range(1 << width):
+        bits = format(j, "0%db" % width)
+        hit = [(x, y, c) for x, y, c in codes if len(c) <= width and bits.startswith(c)]
+        longer = [c for _, _, c in codes if len(c) > width and c.startswith(bits)]
+        assert len(hit) + (1 if longer else 0) == 1, (j, hit)
+        if hit:
+            x, y, c = hit[0]
+            total = len(c) + (x != 0) + (y != 0)
+            assert 1 <= total <= 31
+            entries.append((x << 12) | (y << 8) | total)
+        else:
+            entries.append(0)
+    return entries
+
+
+def generate(ref_dir):
+    pairs, _, _ = parse(os.path.join(ref_dir, "huffman_codes.txt"))
+    flat, index = [], []
+    for t in PAIR_TABLES:
+        codes = pairs[t]
+        width = min(max(len(c) for _, _, c in codes), WIDTH_CAP.get(t, 8))
+        index.append((t, len(flat), width))
+        flat += fast_entries(codes, width)
+    out = file_header("ISO/IEC 11172-3 Annex B, Table 3-B.7 (reference-data/huffman_codes.txt)",
+                      ["decoder/tables/huffman_fast.h", "decoder/tables/huffman_tables.h"])
+    out += "\n// %d entries (%d bytes): the tables below, one after the other.\n" % (
+        len(flat), 2 * len(flat))
+    out += "const uint16_t huf_pair_fast_entries[%d] = {\n" % len(flat)
+    out += fmt_values(flat, 10, lambda v: "0x%04X" % v) + "\n};\n"
+    out += "\nconst Huffman_Pair_Fast_Table huf_pair_fast_tables[%d] = {\n" % len(index)
+    for t, offset, width in index:
+        out += "    {g_au16HufCodeTable%d, huf_pair_fast_entries + %d, %d},\n" % (t, offset, width)
+    out += "};\n"
+    return out + FOOTER
