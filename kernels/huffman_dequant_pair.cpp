@@ -57,13 +57,8 @@ inline int32_t apply_sign(int32_t m, uint32_t v) {
     return static_cast<int32_t>((static_cast<uint32_t>(m) ^ s) - s);
 }
 
-// The decoded value when `nonzero` is 1, else the line's current value:
-// lines of zero values are left untouched, without a branch.
-inline int32_t keep_zero(int32_t value, int32_t current, uint32_t nonzero) {
-    const uint32_t mask = 0u - nonzero;
-    return static_cast<int32_t>((static_cast<uint32_t>(value) & mask) |
-                                (static_cast<uint32_t>(current) & ~mask));
-}
+// Bit of a direct-lookup entry marking x or y = 15.
+constexpr uint32_t kEscapeFlag = 0x80u;
 
 // Stands in for a code table without a direct lookup: every codeword is
 // resolved by the multi-level walk.
@@ -95,7 +90,8 @@ uint32_t walk(const uint16_t *table, uint32_t v0) {
     const uint32_t x = entry >> 12;
     const uint32_t y = (entry >> 8) & 15u;
     const uint32_t length = (entry >> 1) & 31u;
-    return (x << 12) | (y << 8) | (length + (x != 0 ? 1u : 0u) + (y != 0 ? 1u : 0u));
+    const uint32_t flag = x == 15 || y == 15 ? kEscapeFlag : 0u;
+    return (x << 12) | (y << 8) | flag | (length + (x != 0 ? 1u : 0u) + (y != 0 ? 1u : 0u));
 }
 
 }  // namespace
@@ -113,8 +109,8 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
 
     const uint16_t *const table = region->code_table;
     const uint32_t linbits = region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits;
-    // x or y equal to this value is an escape; 16 (never decoded) without linbits.
-    const uint32_t escape = linbits != 0 ? 15u : 16u;
+    // Direct-lookup entries with this bit set hold an escape (x or y is 15).
+    const uint32_t escape_flag = linbits != 0 ? kEscapeFlag : 0u;
     const int16_t *const bands = region->band_table;
     const int32_t limit = region->line_limit;
     const int32_t *const scale_table = state->scale_fac_table_lf;
@@ -195,11 +191,11 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                 used = entry & 63u;
                 uint32_t v = v0 << (used - sx - sy);
 
-                if ((x == escape) | (y == escape)) [[unlikely]] {
+                if ((entry & escape_flag) != 0) [[unlikely]] {
                     used -= sx + sy;  // the codeword alone
                     if (x != 0) {
                         int32_t m;
-                        if (x == escape) {
+                        if (x == 15) {
                             m = escaped(used, v);
                             used = linbits;
                         } else {
@@ -211,7 +207,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     }
                     if (y != 0) {
                         int32_t m;
-                        if (y == escape) {
+                        if (y == 15) {
                             m = escaped(used, v);
                             used = linbits;
                         } else {
@@ -222,10 +218,11 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     }
                 } else {
                     // No escape: both values without branches. A zero value
-                    // takes no sign bit and leaves its line as it was.
-                    out[0] = keep_zero(apply_sign(power(x), v), out[0], sx);
+                    // takes no sign bit; its magnitude is 0, so its line (which
+                    // the caller has cleared) gets 0 again.
+                    out[0] = apply_sign(power(x), v);
                     v <<= sx;
-                    out[1] = keep_zero(apply_sign(power(y), v), out[1], sy);
+                    out[1] = apply_sign(power(y), v);
                 }
                 bits <<= used;
                 count -= static_cast<int32_t>(used);

@@ -7,9 +7,10 @@
 
 namespace mp3d {
 
-// entries[j] for the next `width` bits j: (x << 12) | (y << 8) | (codeword
-// length + number of non-zero values among x and y), or 0 when the codeword
-// is longer than `width` bits (the multi-level table then resolves it).
+// entries[j] for the next `width` bits j: (x << 12) | (y << 8) | (f << 7) |
+// (codeword length + number of non-zero values among x and y), f = 1 when x
+// or y is 15; 0 when the codeword is longer than `width` bits (the
+// multi-level table then resolves it).
 struct Huffman_Pair_Fast_Table {
     const uint16_t *code_table;  // the multi-level table it belongs to
     const uint16_t *entries;

@@ -4,10 +4,10 @@ multi-level tables.
 
 For each pair code table with width k, entry j (0 .. 2^k - 1) describes the
 codeword that the next k bits j start with:
-  codeword of at most k bits: (x << 12) | (y << 8) | (length + signs), where
-      signs is the number of non-zero values among x and y (their sign bits
-      follow the codeword; escape bits, where x or y is 15 in a table with
-      linbits, are not counted);
+  codeword of at most k bits: (x << 12) | (y << 8) | (f << 7) | (length + signs),
+      where signs is the number of non-zero values among x and y (their sign
+      bits follow the codeword; escape bits are not counted) and f is 1 when
+      x or y is 15 (an escape in the tables with linbits);
   longer codeword: 0 (the decoder walks the multi-level table instead).
 The width is the longest codeword length, capped at 8 (7 for tables 5 and 6,
 whose few longer codes are rare) to keep the tables small.
@@ -35,7 +35,8 @@ def fast_entries(codes, width):
             x, y, c = hit[0]
             total = len(c) + (x != 0) + (y != 0)
             assert 1 <= total <= 31
-            entries.append((x << 12) | (y << 8) | total)
+            flag = 1 if 15 in (x, y) else 0
+            entries.append((x << 12) | (y << 8) | (flag << 7) | total)
         else:
             entries.append(0)
     return entries
