@@ -18,6 +18,7 @@
 // Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
 // multiplied by the band's quarter-step scale (for x = 1 the scale itself),
 // placed so that one right shift by the band's 26 + q gives the magnitude.
+#include "decoder/tables/huffman_cube_roots.h"
 #include "decoder/tables/huffman_fast.h"
 #include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
@@ -162,8 +163,11 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                 count -= static_cast<int32_t>(used);
                 const int32_t value = 15 + static_cast<int32_t>(bits >> (64 - linbits));
                 v = static_cast<uint32_t>((bits << linbits) >> 32);
-                return value < 64 ? power(static_cast<uint32_t>(value))
-                                  : dequant_greaterthan63(value, scale, -q, state);
+                if (value < 64) return power(static_cast<uint32_t>(value));
+                if (value < kHufCubeRootEnd)
+                    return huf_root_magnitude(value, huf_cube_roots[value - kHufCubeRootFirst],
+                                              scale, -q);
+                return dequant_greaterthan63(value, scale, -q, state);
             };
 
             int32_t *const band_end = out + 2 * pairs;

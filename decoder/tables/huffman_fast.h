@@ -17,7 +17,7 @@ struct Huffman_Pair_Fast_Table {
     uint32_t width;
 };
 
-extern const uint16_t huf_pair_fast_entries[2952];
+extern const uint16_t huf_pair_fast_entries[2568];
 extern const Huffman_Pair_Fast_Table huf_pair_fast_tables[15];
 
 }  // namespace mp3d

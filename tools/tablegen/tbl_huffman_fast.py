@@ -9,8 +9,10 @@ codeword that the next k bits j start with:
       bits follow the codeword; escape bits are not counted) and f is 1 when
       x or y is 15 (an escape in the tables with linbits);
   longer codeword: 0 (the decoder walks the multi-level table instead).
-The width is the longest codeword length, capped at 8 (7 for tables 5 and 6,
-whose few longer codes are rare) to keep the tables small.
+The widths (WIDTH) keep the tables small: the longest codeword length for
+tables 1, 2, 3 and 6; 9 bits for tables 16 and 24 (the tables of most pairs
+at common bit rates), 8 for table 15 and 7 for the others, whose longer
+codes are rare.
 """
 import os
 
@@ -20,7 +22,8 @@ from tbl_huffman_tables import PAIR_TABLES, parse
 OUTPUT = "decoder/tables/huffman_fast.cpp"
 NEEDS_REFERENCE_DATA = True
 
-WIDTH_CAP = {5: 7, 6: 7}
+WIDTH = {1: 3, 2: 6, 3: 6, 5: 7, 6: 7, 7: 7, 8: 7, 9: 7, 10: 7, 11: 7, 12: 7, 13: 7, 15: 8,
+         16: 9, 24: 9}
 
 
 def fast_entries(codes, width):
@@ -47,7 +50,8 @@ def generate(ref_dir):
     flat, index = [], []
     for t in PAIR_TABLES:
         codes = pairs[t]
-        width = min(max(len(c) for _, _, c in codes), WIDTH_CAP.get(t, 8))
+        width = WIDTH[t]
+        assert width <= max(len(c) for _, _, c in codes)
         index.append((t, len(flat), width))
         flat += fast_entries(codes, width)
     out = file_header("ISO/IEC 11172-3 Annex B, Table 3-B.7 (reference-data/huffman_codes.txt)",
