@@ -15,9 +15,18 @@
 // consumed since the last such point (`tail`) and rebuilds that reader's
 // exact state on exit, including its read stop past the buffer's end.
 //
+// Codewords are looked up in the code table's direct first level
+// (huffman_fast.h): one read gives x, y and the bits of codeword and signs
+// for every codeword of up to 7..9 bits; longer ones (a few percent of the
+// pairs) walk the multi-level table. A pair without escape is then decoded
+// without branches; escapes (x or y = 15 in a table with linbits) take a
+// separate path.
+//
 // Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
 // multiplied by the band's quarter-step scale (for x = 1 the scale itself),
 // placed so that one right shift by the band's 26 + q gives the magnitude.
+// Escape values 64..255 take their cube root from huf_cube_roots, larger
+// ones compute it (dequant_greaterthan63).
 #include "decoder/tables/huffman_cube_roots.h"
 #include "decoder/tables/huffman_fast.h"
 #include "decoder/tables/huffman_magnitudes.h"
