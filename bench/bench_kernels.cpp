@@ -4,6 +4,7 @@
 // (portable and, where available, AVX2) and the Layer II sample reading.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -72,6 +73,61 @@ void BM_BigValuePairs(benchmark::State &st) {
     st.SetItemsProcessed(st.iterations() * 576);
 }
 BENCHMARK(BM_BigValuePairs)->Arg(1)->Arg(7)->Arg(13)->Arg(15)->Arg(24);
+
+// Codewords (bits, length) of a pair table by (x, y), from its leaves.
+void collect_codes(const uint16_t *t, int base, uint32_t width, uint32_t prefix, uint32_t length,
+                   std::vector<std::pair<uint32_t, uint32_t>> &codes) {
+    for (uint32_t j = 0; j < (1u << width); ++j) {
+        const uint16_t e = t[base + static_cast<int>(j)];
+        const uint32_t code = (prefix << width) | j;
+        if ((e & 1) == 0) {
+            collect_codes(t, base + ((e >> 1) & 0x3FF), e >> 11, code, length + width, codes);
+        } else {
+            const uint32_t len = (e >> 1) & 31u, drop = length + width - len;
+            codes[(e >> 12) * 16 + ((e >> 8) & 15)] = {code >> drop, len};
+        }
+    }
+}
+
+// One granule's big values (576 lines) coded with one table from values
+// drawn like real spectra: mostly small magnitudes, few escapes.
+void BM_BigValuePairsCoded(benchmark::State &st) {
+    Fixture f(7);
+    const Huffman_Pair_Table_Entry &t = Huffman_Pair_Table_Info[st.range(0)];
+    std::vector<std::pair<uint32_t, uint32_t>> codes(256);
+    collect_codes(t.code_table, 1, t.code_table[0], 0, 0, codes);
+    std::mt19937 rng(3);
+    std::geometric_distribution<int> magnitude(0.35);
+    std::vector<uint8_t> bits;
+    auto put = [&](uint32_t value, uint32_t n) {
+        for (uint32_t i = n; i-- > 0;) bits.push_back(static_cast<uint8_t>((value >> i) & 1));
+    };
+    for (int pair = 0; pair < 288; ++pair) {
+        int v[2];
+        for (int &m : v) m = std::min(magnitude(rng), t.linbits != 0 ? 40 : 15);
+        const auto field = [&](int m) { return std::min(m, 15); };
+        put(codes[field(v[0]) * 16 + field(v[1])].first,
+            codes[field(v[0]) * 16 + field(v[1])].second);
+        for (int m : v) {
+            if (t.linbits != 0 && m >= 15) put(static_cast<uint32_t>(m - 15), t.linbits);
+            if (m != 0) put(rng() & 1, 1);
+        }
+    }
+    std::fill(f.reservoir.begin(), f.reservoir.end(), 0);
+    bits.resize(std::min(bits.size(), 8 * f.reservoir.size()));
+    for (size_t i = 0; i < bits.size(); ++i)
+        f.reservoir[i / 8] |= static_cast<uint8_t>(bits[i] << (7 - i % 8));
+    MP3D_Pair_Region region{t.code_table, t.linbits, 0, 22, kLongBands, f.exponents, 576};
+    int32_t band = 0, stop = 0;
+    for (auto _ : st) {
+        f.rewind();
+        benchmark::DoNotOptimize(
+            Huf_dec_dequant_region_pair(f.out.data(), &region, &f.state, &band, &stop));
+        benchmark::ClobberMemory();
+    }
+    st.SetItemsProcessed(st.iterations() * 576);
+}
+BENCHMARK(BM_BigValuePairsCoded)->Arg(13)->Arg(15)->Arg(17)->Arg(24);
 
 // Count1 quadruples over up to 576 lines (table A or B).
 void BM_Count1(benchmark::State &st) {

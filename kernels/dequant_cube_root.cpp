@@ -2,8 +2,10 @@
 // division or a table of powers: v^(4/3) = v * v^(1/3), with the cube root
 // taken from a 64-entry tangent table refined by two Newton-like steps.
 #include "decoder/decoder_state.h"
+#include "decoder/tables/huffman_cube_roots.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
+#include "kernels/huffman_window.h"
 
 namespace mp3d {
 
@@ -49,18 +51,10 @@ int32_t dequant_greaterthan63(int32_t v, int32_t scale, int32_t negq, MP3D_Decod
     // clamped so that no table is indexed out of bounds.
     if (v <= 0) return 0;
     if (v > kCubeRootMaxValue) v = kCubeRootMaxValue;
-    const int32_t root = dequant_1by3(v, state);
-    // v * scale * v^(1/3): N = v * 2^(s - 1) is v normalised to Q31, so
-    // p = v^(4/3) * 2^(-r/4) * 2^(s - 8) and the shift by s - 36 + q leaves
-    // Q28 with the factor 2^(-q).
-    const int s = count_leading_zeros(static_cast<uint32_t>(v));
-    const int32_t n = v << (s - 1);
-    int32_t p = mulhi_round(n, scale);
-    p = mulhi_round(p, root);
-    // Shifts of 32 or more give 0 either way; clamping keeps any negq defined.
-    int64_t t = int64_t{s} - 36 - negq;
-    t = t > 40 ? 40 : (t < -40 ? -40 : t);
-    return shift_by(p, static_cast<int>(-t));
+    const int32_t root = v >= kHufCubeRootFirst && v < kHufCubeRootEnd
+                             ? huf_cube_roots[v - kHufCubeRootFirst]
+                             : dequant_1by3(v, state);
+    return huf_root_magnitude(v, root, scale, negq);
 }
 
 }  // namespace mp3d

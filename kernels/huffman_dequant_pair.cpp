@@ -15,9 +15,20 @@
 // consumed since the last such point (`tail`) and rebuilds that reader's
 // exact state on exit, including its read stop past the buffer's end.
 //
+// Codewords are looked up in the code table's direct first level
+// (huffman_fast.h): one read gives x, y and the bits of codeword and signs
+// for every codeword of up to 7..9 bits; longer ones (a few percent of the
+// pairs) walk the multi-level table. A pair without escape is then decoded
+// without branches; escapes (x or y = 15 in a table with linbits) take a
+// separate path.
+//
 // Magnitudes below 64 come from huf_scaled_powers: the power x^(4/3) already
 // multiplied by the band's quarter-step scale (for x = 1 the scale itself),
 // placed so that one right shift by the band's 26 + q gives the magnitude.
+// Escape values 64..255 take their cube root from huf_cube_roots, larger
+// ones compute it (dequant_greaterthan63).
+#include "decoder/tables/huffman_cube_roots.h"
+#include "decoder/tables/huffman_fast.h"
 #include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
@@ -56,6 +67,43 @@ inline int32_t apply_sign(int32_t m, uint32_t v) {
     return static_cast<int32_t>((static_cast<uint32_t>(m) ^ s) - s);
 }
 
+// Bit of a direct-lookup entry marking x or y = 15.
+constexpr uint32_t kEscapeFlag = 0x80u;
+
+// Stands in for a code table without a direct lookup: every codeword is
+// resolved by the multi-level walk.
+constexpr uint16_t kNoFastEntries[2] = {0, 0};
+
+Huffman_Pair_Fast_Table find_fast_table(const uint16_t *table) {
+    for (const Huffman_Pair_Fast_Table &t : huf_pair_fast_tables)
+        if (t.code_table == table) return t;
+    return {table, kNoFastEntries, 1};
+}
+
+// Resolves the codeword at the top of v0 in the multi-level table (at most
+// kMaxLookups reads; the last word read is taken as the leaf) and returns it
+// in the direct lookup's form, its bit count widened to bits 0..5.
+uint32_t walk(const uint16_t *table, uint32_t v0) {
+    const uint32_t root_width = table[0];
+    uint32_t entry = table[1 + (v0 >> (32 - root_width))];
+    if ((entry & 1u) == 0) {
+        uint32_t v = v0 << root_width;
+        int32_t base = 1;
+        for (int lookup = 2;; ++lookup) {
+            base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
+            const uint32_t width = entry >> 11;
+            entry = table[base + static_cast<int32_t>(v >> (32 - width))];
+            if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
+            v <<= width;
+        }
+    }
+    const uint32_t x = entry >> 12;
+    const uint32_t y = (entry >> 8) & 15u;
+    const uint32_t length = (entry >> 1) & 31u;
+    const uint32_t flag = x == 15 || y == 15 ? kEscapeFlag : 0u;
+    return (x << 12) | (y << 8) | flag | (length + (x != 0 ? 1u : 0u) + (y != 0 ? 1u : 0u));
+}
+
 }  // namespace
 
 uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *region,
@@ -71,12 +119,14 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
 
     const uint16_t *const table = region->code_table;
     const uint32_t linbits = region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits;
-    // x or y equal to this value is an escape; 16 (never decoded) without linbits.
-    const uint32_t escape = linbits != 0 ? 15u : 16u;
+    // Direct-lookup entries with this bit set hold an escape (x or y is 15).
+    const uint32_t escape_flag = linbits != 0 ? kEscapeFlag : 0u;
     const int16_t *const bands = region->band_table;
     const int32_t limit = region->line_limit;
     const int32_t *const scale_table = state->scale_fac_table_lf;
-    const uint32_t root_width = table != nullptr ? table[0] : 0u;
+    const Huffman_Pair_Fast_Table fast_table = find_fast_table(table);
+    const uint16_t *const fast = fast_table.entries;
+    const uint32_t fast_shift = 64 - fast_table.width;
     uint64_t extreme[64];  // magnitudes of bands with q < -26
 
     int32_t band = region->start_band;
@@ -122,8 +172,11 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                 count -= static_cast<int32_t>(used);
                 const int32_t value = 15 + static_cast<int32_t>(bits >> (64 - linbits));
                 v = static_cast<uint32_t>((bits << linbits) >> 32);
-                return value < 64 ? power(static_cast<uint32_t>(value))
-                                  : dequant_greaterthan63(value, scale, -q, state);
+                if (value < 64) return power(static_cast<uint32_t>(value));
+                if (value < kHufCubeRootEnd)
+                    return huf_root_magnitude(value, huf_cube_roots[value - kHufCubeRootFirst],
+                                              scale, -q);
+                return dequant_greaterthan63(value, scale, -q, state);
             };
 
             int32_t *const band_end = out + 2 * pairs;
@@ -141,45 +194,48 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                     }
                 }
                 const uint32_t v0 = static_cast<uint32_t>(bits >> 32);
-                uint32_t entry = table[1 + (v0 >> (32 - root_width))];
-                if ((entry & 1u) == 0) {
-                    uint32_t v = v0 << root_width;
-                    int32_t base = 1;
-                    for (int lookup = 2;; ++lookup) {
-                        base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
-                        const uint32_t width = entry >> 11;
-                        entry = table[base + static_cast<int32_t>(v >> (32 - width))];
-                        if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
-                        v <<= width;
-                    }
-                }
-                used = (entry >> 1) & 31u;
+                uint32_t entry = fast[bits >> fast_shift];
+                if (entry == 0) [[unlikely]]
+                    entry = walk(table, v0);
                 const uint32_t x = entry >> 12;
                 const uint32_t y = (entry >> 8) & 15u;
-                uint32_t v = v0 << used;
+                const uint32_t sx = x != 0 ? 1u : 0u;
+                const uint32_t sy = y != 0 ? 1u : 0u;
+                used = entry & 63u;
+                uint32_t v = v0 << (used - sx - sy);
 
-                if (x != 0) {
-                    int32_t m;
-                    if (x == escape) {
-                        m = escaped(used, v);
-                        used = linbits;
-                    } else {
-                        m = power(x);
+                if ((entry & escape_flag) != 0) [[unlikely]] {
+                    used -= sx + sy;  // the codeword alone
+                    if (x != 0) {
+                        int32_t m;
+                        if (x == 15) {
+                            m = escaped(used, v);
+                            used = linbits;
+                        } else {
+                            m = power(x);
+                        }
+                        out[0] = apply_sign(m, v);
+                        v <<= 1;
+                        used += 1;
                     }
-                    out[0] = apply_sign(m, v);
-                    v <<= 1;
-                    used += 1;
-                }
-                if (y != 0) {
-                    int32_t m;
-                    if (y == escape) {
-                        m = escaped(used, v);
-                        used = linbits;
-                    } else {
-                        m = power(y);
+                    if (y != 0) {
+                        int32_t m;
+                        if (y == 15) {
+                            m = escaped(used, v);
+                            used = linbits;
+                        } else {
+                            m = power(y);
+                        }
+                        out[1] = apply_sign(m, v);
+                        used += 1;
                     }
-                    out[1] = apply_sign(m, v);
-                    used += 1;
+                } else {
+                    // No escape: both values without branches. A zero value
+                    // takes no sign bit; its magnitude is 0, so its line (which
+                    // the caller has cleared) gets 0 again.
+                    out[0] = apply_sign(power(x), v);
+                    v <<= sx;
+                    out[1] = apply_sign(power(y), v);
                 }
                 bits <<= used;
                 count -= static_cast<int32_t>(used);

@@ -31,11 +31,13 @@ int32_t unit_value(const int32_t *exponents, int32_t band, const MP3D_Decoder_St
     return huf_count1_unit(state->scale_fac_table_lf[e.r], e.q);
 }
 
-inline int32_t signed_unit(uint32_t &v, int32_t &used, int32_t unit) {
-    const bool negative = (v >> 31) != 0;
-    v <<= 1;
-    ++used;
-    return negative ? wrap_neg(unit) : unit;
+// A member of magnitude m (0 or 1): m = 1 takes the sign bit at the top of
+// v and gives the unit value with that sign; m = 0 gives 0 and leaves v.
+inline int32_t signed_member(uint32_t &v, uint32_t m, int32_t unit) {
+    const uint32_t sign = 0u - (v >> 31);
+    const uint32_t value = (static_cast<uint32_t>(unit) ^ sign) - sign;
+    v <<= m;
+    return static_cast<int32_t>(value & (0u - m));
 }
 
 }  // namespace
@@ -98,72 +100,17 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
         const uint32_t entry = table[1 + (v >> (32 - width))];
         used = static_cast<int32_t>(entry & 15u);
         v <<= used;
-        switch (entry >> 4) {  // 8v + 4w + 2x + y; only non-zero members read a sign
-            case 0:
-                break;
-            case 1:
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 2:
-                out[2] = signed_unit(v, used, hi);
-                break;
-            case 3:
-                out[2] = signed_unit(v, used, hi);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 4:
-                out[1] = signed_unit(v, used, lo);
-                break;
-            case 5:
-                out[1] = signed_unit(v, used, lo);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 6:
-                out[1] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                break;
-            case 7:
-                out[1] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 8:
-                out[0] = signed_unit(v, used, lo);
-                break;
-            case 9:
-                out[0] = signed_unit(v, used, lo);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 10:
-                out[0] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                break;
-            case 11:
-                out[0] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 12:
-                out[0] = signed_unit(v, used, lo);
-                out[1] = signed_unit(v, used, lo);
-                break;
-            case 13:
-                out[0] = signed_unit(v, used, lo);
-                out[1] = signed_unit(v, used, lo);
-                out[3] = signed_unit(v, used, hi);
-                break;
-            case 14:
-                out[0] = signed_unit(v, used, lo);
-                out[1] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                break;
-            default:
-                out[0] = signed_unit(v, used, lo);
-                out[1] = signed_unit(v, used, lo);
-                out[2] = signed_unit(v, used, hi);
-                out[3] = signed_unit(v, used, hi);
-                break;
-        }
+        // 8v + 4w + 2x + y: each non-zero member reads a sign bit and gets
+        // the signed unit value; a zero member reads nothing and gets 0 (its
+        // line was cleared by the caller). No branch on the value.
+        const uint32_t value = entry >> 4;
+        const uint32_t m0 = value >> 3, m1 = (value >> 2) & 1u, m2 = (value >> 1) & 1u,
+                       m3 = value & 1u;
+        out[0] = signed_member(v, m0, lo);
+        out[1] = signed_member(v, m1, lo);
+        out[2] = signed_member(v, m2, hi);
+        out[3] = signed_member(v, m3, hi);
+        used += static_cast<int32_t>(m0 + m1 + m2 + m3);
         lo = hi;
         pos += 4;
         bits <<= used;

@@ -136,6 +136,21 @@ inline int32_t huf_small_magnitude(int32_t x, int32_t scale, int32_t q,
     return shift_by(mulhi_round(state->lut_1_63_4by3[x], scale), 6 - q);
 }
 
+// |v|^(4/3) * 2^(e/4) * 2^28 for 1 <= v <= 32767 from root = v^(1/3) in
+// Q26, with scale = 2^(-r/4) in Q31 and negq = -q: N = v * 2^(s - 1) is v
+// normalised to Q31, so p = v^(4/3) * 2^(-r/4) * 2^(s - 8) and the shift by
+// s - 36 + q leaves Q28 with the factor 2^(-q).
+inline int32_t huf_root_magnitude(int32_t v, int32_t root, int32_t scale, int32_t negq) {
+    const int s = count_leading_zeros(static_cast<uint32_t>(v));
+    const int32_t n = v << (s - 1);
+    int32_t p = mulhi_round(n, scale);
+    p = mulhi_round(p, root);
+    // Shifts of 32 or more give 0 either way; clamping keeps any negq defined.
+    int64_t t = int64_t{s} - 36 - negq;
+    t = t > 40 ? 40 : (t < -40 ? -40 : t);
+    return shift_by(p, static_cast<int>(-t));
+}
+
 // Magnitude 1, precomputed per band: the scale (Q31) moved to Q28 and by q.
 inline int32_t huf_magnitude_one(int32_t scale, int32_t q) {
     return shift_by(scale, -(q + 3));
