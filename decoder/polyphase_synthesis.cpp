@@ -40,10 +40,10 @@ void MP3D_subband_dct9(const int32_t *samples, int half, int32_t *synthesis) {
 // column 4, odd-age values in the odd bank from column 4), then outputs 0
 // and 16, slot 8 and the history move.
 int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-    MP3D_subband_window(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4, window,
-                   pcm + 32);
-    MP3D_subband_window(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4, window,
-                   pcm);
+    MP3D_subband_window(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4,
+                        window, pcm + 32);
+    MP3D_subband_window(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4,
+                        window, pcm);
     MP3D_subband_window_1(window, pcm, synthesis);
     return 0;
 }
