@@ -14,43 +14,14 @@
 #include "kernels/subband_fdct32_steps.h"
 
 namespace mp3d {
-namespace {
-
-template <bool kInvert>
-inline void fastdct32(const int32_t *slot, int32_t *upper, int32_t *lower, const int32_t *c8,
-                      const int32_t *c32) {
-    int32_t scratch[32];  // E, F, G, H
-    fold_group<kInvert>(slot, c32, 0, scratch);
-    stage_barrier();
-    fold_group<kInvert>(slot, c32 + 6, 1, scratch);
-    stage_barrier();
-    fold_group<kInvert>(slot, c32 + 12, 2, scratch);
-    stage_barrier();
-    fold_group<kInvert>(slot, c32 + 18, 3, scratch);
-    stage_barrier();
-
-    int32_t e[8], f[8], g[8], h[8];
-    dct8<false>(scratch, c8, e);
-    stage_barrier();
-    dct8<true>(scratch + 8, c8, f);
-    stage_barrier();
-    dct8<true>(scratch + 16, c8, g);
-    stage_barrier();
-    dct8<true>(scratch + 24, c8, h);
-    stage_barrier();
-
-    recombine_store(e, f, g, h, upper, lower);
-}
-
-}  // namespace
 
 void MP3D_subband_fastdct32(const int32_t *slot, int parity, int32_t *upper_dest,
                             int32_t *lower_dest, const int32_t *dct8_coeff,
                             const int32_t *dct32_coeff) {
     if (parity > 0) {
-        fastdct32<true>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<true>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
     } else {
-        fastdct32<false>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<false>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
     }
 }
 

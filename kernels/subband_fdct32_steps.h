@@ -24,6 +24,20 @@ inline void stage_barrier() {
     __asm__ volatile("" ::: "memory");
 }
 
+// The rounded products of the steps. A processor variant passes its own
+// record with the same four functions on its multiply instructions; every
+// one must give exactly these results.
+struct Portable_Products {
+    static int32_t mulhi_round(int32_t a, int32_t c) { return mp3d::mulhi_round(a, c); }
+    static int32_t mulhi_round_add(int32_t acc, int32_t a, int32_t c) {
+        return mp3d::mulhi_round_add(acc, a, c);
+    }
+    static int32_t mulhi_round_sub(int32_t acc, int32_t a, int32_t c) {
+        return mp3d::mulhi_round_sub(acc, a, c);
+    }
+    static int32_t mul_q31(int32_t a, int32_t c) { return mp3d::mul_q31(a, c); }
+};
+
 // Sample n of the slot, with the odd subbands negated for the inverting form.
 // Negating ahead of the even-parity transform gives exactly the transform of
 // the negated input.
@@ -35,7 +49,7 @@ inline int32_t load(const int32_t *slot, int n) {
 
 // Both folds for group g: first-fold indices 2g, 2g + 1, 15 - 2g, 14 - 2g and
 // the second-fold outputs at 2g and 2g + 1 of E, F, G, H (scratch[8 * block + n]).
-template <bool kInvert>
+template <bool kInvert, class Ops = Portable_Products>
 inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *scratch) {
     const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
     const int32_t a0 = load<kInvert>(slot, n0), b0 = load<kInvert>(slot, 31 - n0);
@@ -43,21 +57,21 @@ inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *sc
     const int32_t a2 = load<kInvert>(slot, n2), b2 = load<kInvert>(slot, 31 - n2);
     const int32_t a3 = load<kInvert>(slot, n3), b3 = load<kInvert>(slot, 31 - n3);
 
-    const int32_t s0 = wrap_add(a0, b0), d0 = mul_q31(wrap_sub(a0, b0), k[0]);
-    const int32_t s1 = wrap_add(a1, b1), d1 = mul_q31(wrap_sub(a1, b1), k[1]);
-    const int32_t s2 = wrap_add(a2, b2), d2 = mul_q31(wrap_sub(a2, b2), k[2]);
-    const int32_t s3 = wrap_add(a3, b3), d3 = mul_q31(wrap_sub(a3, b3), k[3]);
+    const int32_t s0 = wrap_add(a0, b0), d0 = Ops::mul_q31(wrap_sub(a0, b0), k[0]);
+    const int32_t s1 = wrap_add(a1, b1), d1 = Ops::mul_q31(wrap_sub(a1, b1), k[1]);
+    const int32_t s2 = wrap_add(a2, b2), d2 = Ops::mul_q31(wrap_sub(a2, b2), k[2]);
+    const int32_t s3 = wrap_add(a3, b3), d3 = Ops::mul_q31(wrap_sub(a3, b3), k[3]);
 
     // n2 = 15 - n0 and n3 = 15 - n1: the second fold pairs (s0, s2), (s1, s3).
     int32_t *E = scratch, *F = scratch + 8, *G = scratch + 16, *H = scratch + 24;
     E[n0] = wrap_add(s0, s2);
-    F[n0] = mul_q31(wrap_sub(s0, s2), k[4]);
+    F[n0] = Ops::mul_q31(wrap_sub(s0, s2), k[4]);
     G[n0] = wrap_add(d0, d2);
-    H[n0] = mul_q31(wrap_sub(d0, d2), k[4]);
+    H[n0] = Ops::mul_q31(wrap_sub(d0, d2), k[4]);
     E[n1] = wrap_add(s1, s3);
-    F[n1] = mul_q31(wrap_sub(s1, s3), k[5]);
+    F[n1] = Ops::mul_q31(wrap_sub(s1, s3), k[5]);
     G[n1] = wrap_add(d1, d3);
-    H[n1] = mul_q31(wrap_sub(d1, d3), k[5]);
+    H[n1] = Ops::mul_q31(wrap_sub(d1, d3), k[5]);
 }
 
 // 8-point DCT-II, P8[k] = sum_n P[n] cos((2n + 1) k pi / 16), by the flow graph
@@ -65,7 +79,7 @@ inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *sc
 // whose outputs the recombination doubles) out[0] = P8[0] and
 // out[k] = 2 P8[k] for k = 1..7, where 2 P8[1] and 2 P8[7] round the two
 // sums separately; otherwise out[k] = P8[k].
-template <bool kDoubled>
+template <bool kDoubled, class Ops = Portable_Products>
 inline void dct8(const int32_t *P, const int32_t *c, int32_t *out) {
     const int32_t p0 = wrap_add(P[0], P[7]), q0 = wrap_sub(P[0], P[7]);
     const int32_t p1 = wrap_add(P[1], P[6]), q1 = wrap_sub(P[1], P[6]);
@@ -76,26 +90,26 @@ inline void dct8(const int32_t *P, const int32_t *c, int32_t *out) {
     const int32_t u = wrap_add(p0, p3), v = wrap_sub(p0, p3);
     const int32_t w = wrap_add(p1, p2), z = wrap_sub(p1, p2);
     const int32_t e0 = wrap_add(u, w);
-    const int32_t e4 = mul_q31(wrap_sub(u, w), c[9]);
-    const int32_t r = mulhi_round(wrap_add(v, z), c[6]);
-    const int32_t e2 = wrap_shl(mulhi_round_add(r, v, c[7]), 2);
-    const int32_t e6 = wrap_shl(mulhi_round_sub(r, z, c[8]), 2);
+    const int32_t e4 = Ops::mul_q31(wrap_sub(u, w), c[9]);
+    const int32_t r = Ops::mulhi_round(wrap_add(v, z), c[6]);
+    const int32_t e2 = wrap_shl(Ops::mulhi_round_add(r, v, c[7]), 2);
+    const int32_t e6 = wrap_shl(Ops::mulhi_round_sub(r, z, c[8]), 2);
 
     // Odd half.
-    const int32_t r1 = mulhi_round(wrap_add(q3, q0), c[2]);
-    const int32_t o0 = wrap_shl(mulhi_round_add(r1, q0, c[0]), 2);
-    const int32_t o1 = wrap_shl(mulhi_round_sub(r1, q3, c[1]), 2);
-    const int32_t r2 = mulhi_round(wrap_add(q2, q1), c[3]);
-    const int32_t o2 = wrap_shl(mulhi_round_add(r2, q1, c[4]), 2);
-    const int32_t o3 = wrap_shl(mulhi_round_sub(r2, q2, c[5]), 2);
+    const int32_t r1 = Ops::mulhi_round(wrap_add(q3, q0), c[2]);
+    const int32_t o0 = wrap_shl(Ops::mulhi_round_add(r1, q0, c[0]), 2);
+    const int32_t o1 = wrap_shl(Ops::mulhi_round_sub(r1, q3, c[1]), 2);
+    const int32_t r2 = Ops::mulhi_round(wrap_add(q2, q1), c[3]);
+    const int32_t o2 = wrap_shl(Ops::mulhi_round_add(r2, q1, c[4]), 2);
+    const int32_t o3 = wrap_shl(Ops::mulhi_round_sub(r2, q2, c[5]), 2);
     const int32_t o3p = wrap_sub(o1, o2);  // P8[3]
     const int32_t o5p = wrap_sub(o0, o3);  // P8[5]
     const int32_t sum03 = wrap_add(o0, o3), sum12 = wrap_add(o1, o2);
 
     out[0] = e0;
     if constexpr (kDoubled) {
-        const int32_t a = mulhi_round(sum03, c[9]);
-        const int32_t b = mulhi_round(sum12, c[9]);
+        const int32_t a = Ops::mulhi_round(sum03, c[9]);
+        const int32_t b = Ops::mulhi_round(sum12, c[9]);
         out[1] = wrap_shl(wrap_add(a, b), 2);
         out[2] = wrap_shl(e2, 1);
         out[3] = wrap_shl(o3p, 1);
@@ -104,13 +118,13 @@ inline void dct8(const int32_t *P, const int32_t *c, int32_t *out) {
         out[6] = wrap_shl(e6, 1);
         out[7] = wrap_shl(wrap_sub(b, a), 2);
     } else {
-        out[1] = mul_q31(wrap_add(sum12, sum03), c[9]);
+        out[1] = Ops::mul_q31(wrap_add(sum12, sum03), c[9]);
         out[2] = e2;
         out[3] = o3p;
         out[4] = e4;
         out[5] = o5p;
         out[6] = e6;
-        out[7] = mul_q31(wrap_sub(sum12, sum03), c[9]);
+        out[7] = Ops::mul_q31(wrap_sub(sum12, sum03), c[9]);
     }
 }
 
@@ -141,6 +155,32 @@ inline void recombine_store(const int32_t *e, const int32_t *f, const int32_t *g
         upper[12 * r] = X[16 + r];
         lower[12 * r] = wrap_neg(X[15 - r]);
     }
+}
+
+// One slot: the four fold groups, the four 8-point DCTs and the
+// recombination, with a barrier between steps.
+template <bool kInvert, class Ops = Portable_Products>
+inline void fastdct32_slot(const int32_t *slot, int32_t *upper, int32_t *lower, const int32_t *c8,
+                           const int32_t *c32) {
+    int32_t scratch[32];  // E, F, G, H
+    fold_group<kInvert, Ops>(slot, c32, 0, scratch);
+    stage_barrier();
+    fold_group<kInvert, Ops>(slot, c32 + 6, 1, scratch);
+    stage_barrier();
+    fold_group<kInvert, Ops>(slot, c32 + 12, 2, scratch);
+    stage_barrier();
+    fold_group<kInvert, Ops>(slot, c32 + 18, 3, scratch);
+    stage_barrier();
+    int32_t e[8], f[8], g[8], h[8];
+    dct8<false, Ops>(scratch, c8, e);
+    stage_barrier();
+    dct8<true, Ops>(scratch + 8, c8, f);
+    stage_barrier();
+    dct8<true, Ops>(scratch + 16, c8, g);
+    stage_barrier();
+    dct8<true, Ops>(scratch + 24, c8, h);
+    stage_barrier();
+    recombine_store(e, f, g, h, upper, lower);
 }
 
 }  // namespace

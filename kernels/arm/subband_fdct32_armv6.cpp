@@ -1,6 +1,6 @@
-// ARMv6 variant of the 32-point DCT-II of one time slot: the same folds,
-// 8-point flow graphs and recombination as kernels/subband_fdct32.cpp, with
-// every rounded product on one instruction (SMMULR for the upper word,
+// ARMv6 variant of the 32-point DCT-II of one time slot: the steps of the
+// portable kernel (kernels/subband_fdct32_steps.h), with every rounded
+// product on one instruction (SMMULR for the upper word,
 // SMMLAR and SMMLSR for the rotations that add it to or subtract it from a
 // partial sum) instead of a 64-bit multiply and a carry-propagating rounding.
 #include "kernels/arm/synthesis_armv6.h"
@@ -10,149 +10,23 @@
 #include "decoder/tables/synthesis_tables.h"
 #include "kernels/arm/armv6_ops.h"
 #include "kernels/fixed_point.h"
+#include "kernels/subband_fdct32_steps.h"
 #include "kernels/subband_window.h"
 
 namespace mp3d {
 namespace {
 
-using armv6::smmlar;
-using armv6::smmlsr;
-using armv6::smmulr;
-
-// mul_q31 on SMMULR: the rounded upper word, doubled (wrapping).
-inline int32_t q31(int32_t a, int32_t c) {
-    return wrap_shl(smmulr(a, c), 1);
-}
-
-// Sample n of the slot, with the odd subbands negated for the inverting form.
-// Negating ahead of the even-parity transform gives exactly the transform of
-// the negated input.
-template <bool kInvert>
-inline int32_t load(const int32_t *slot, int n) {
-    const int32_t v = slot[18 * n];
-    return (kInvert && (n & 1)) ? wrap_neg(v) : v;
-}
-
-// Both folds for group g: first-fold indices 2g, 2g + 1, 15 - 2g, 14 - 2g and
-// the second-fold outputs at 2g and 2g + 1 of E, F, G, H (scratch[8 * block + n]).
-template <bool kInvert>
-inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *scratch) {
-    const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
-    const int32_t a0 = load<kInvert>(slot, n0), b0 = load<kInvert>(slot, 31 - n0);
-    const int32_t a1 = load<kInvert>(slot, n1), b1 = load<kInvert>(slot, 31 - n1);
-    const int32_t a2 = load<kInvert>(slot, n2), b2 = load<kInvert>(slot, 31 - n2);
-    const int32_t a3 = load<kInvert>(slot, n3), b3 = load<kInvert>(slot, 31 - n3);
-
-    const int32_t s0 = wrap_add(a0, b0), d0 = q31(wrap_sub(a0, b0), k[0]);
-    const int32_t s1 = wrap_add(a1, b1), d1 = q31(wrap_sub(a1, b1), k[1]);
-    const int32_t s2 = wrap_add(a2, b2), d2 = q31(wrap_sub(a2, b2), k[2]);
-    const int32_t s3 = wrap_add(a3, b3), d3 = q31(wrap_sub(a3, b3), k[3]);
-
-    // n2 = 15 - n0 and n3 = 15 - n1: the second fold pairs (s0, s2), (s1, s3).
-    int32_t *E = scratch, *F = scratch + 8, *G = scratch + 16, *H = scratch + 24;
-    E[n0] = wrap_add(s0, s2);
-    F[n0] = q31(wrap_sub(s0, s2), k[4]);
-    G[n0] = wrap_add(d0, d2);
-    H[n0] = q31(wrap_sub(d0, d2), k[4]);
-    E[n1] = wrap_add(s1, s3);
-    F[n1] = q31(wrap_sub(s1, s3), k[5]);
-    G[n1] = wrap_add(d1, d3);
-    H[n1] = q31(wrap_sub(d1, d3), k[5]);
-}
-
-// 8-point DCT-II, P8[k] = sum_n P[n] cos((2n + 1) k pi / 16), by the flow graph
-// with 3-multiplication rotations on halved constants. For kDoubled (blocks
-// whose outputs the recombination doubles) out[0] = P8[0] and
-// out[k] = 2 P8[k] for k = 1..7, where 2 P8[1] and 2 P8[7] round the two
-// sums separately; otherwise out[k] = P8[k].
-template <bool kDoubled>
-inline void dct8(const int32_t *P, const int32_t *c, int32_t *out) {
-    const int32_t p0 = wrap_add(P[0], P[7]), q0 = wrap_sub(P[0], P[7]);
-    const int32_t p1 = wrap_add(P[1], P[6]), q1 = wrap_sub(P[1], P[6]);
-    const int32_t p2 = wrap_add(P[2], P[5]), q2 = wrap_sub(P[2], P[5]);
-    const int32_t p3 = wrap_add(P[3], P[4]), q3 = wrap_sub(P[3], P[4]);
-
-    // Even half.
-    const int32_t u = wrap_add(p0, p3), v = wrap_sub(p0, p3);
-    const int32_t w = wrap_add(p1, p2), z = wrap_sub(p1, p2);
-    const int32_t e0 = wrap_add(u, w);
-    const int32_t e4 = q31(wrap_sub(u, w), c[9]);
-    const int32_t r = smmulr(wrap_add(v, z), c[6]);
-    const int32_t e2 = wrap_shl(smmlar(r, v, c[7]), 2);
-    const int32_t e6 = wrap_shl(smmlsr(r, z, c[8]), 2);
-
-    // Odd half.
-    const int32_t r1 = smmulr(wrap_add(q3, q0), c[2]);
-    const int32_t o0 = wrap_shl(smmlar(r1, q0, c[0]), 2);
-    const int32_t o1 = wrap_shl(smmlsr(r1, q3, c[1]), 2);
-    const int32_t r2 = smmulr(wrap_add(q2, q1), c[3]);
-    const int32_t o2 = wrap_shl(smmlar(r2, q1, c[4]), 2);
-    const int32_t o3 = wrap_shl(smmlsr(r2, q2, c[5]), 2);
-    const int32_t o3p = wrap_sub(o1, o2);  // P8[3]
-    const int32_t o5p = wrap_sub(o0, o3);  // P8[5]
-    const int32_t sum03 = wrap_add(o0, o3), sum12 = wrap_add(o1, o2);
-
-    out[0] = e0;
-    if constexpr (kDoubled) {
-        const int32_t a = smmulr(sum03, c[9]);
-        const int32_t b = smmulr(sum12, c[9]);
-        out[1] = wrap_shl(wrap_add(a, b), 2);
-        out[2] = wrap_shl(e2, 1);
-        out[3] = wrap_shl(o3p, 1);
-        out[4] = wrap_shl(e4, 1);
-        out[5] = wrap_shl(o5p, 1);
-        out[6] = wrap_shl(e6, 1);
-        out[7] = wrap_shl(wrap_sub(b, a), 2);
-    } else {
-        out[1] = q31(wrap_add(sum12, sum03), c[9]);
-        out[2] = e2;
-        out[3] = o3p;
-        out[4] = e4;
-        out[5] = o5p;
-        out[6] = e6;
-        out[7] = q31(wrap_sub(sum12, sum03), c[9]);
+// The rounded products of the DCT steps on SMMULR, SMMLAR and SMMLSR.
+struct Armv6_Products {
+    static int32_t mulhi_round(int32_t a, int32_t c) { return armv6::smmulr(a, c); }
+    static int32_t mulhi_round_add(int32_t acc, int32_t a, int32_t c) {
+        return armv6::smmlar(acc, a, c);
     }
-}
-
-template <bool kInvert>
-inline void fastdct32(const int32_t *slot, int32_t *upper, int32_t *lower, const int32_t *c8,
-                      const int32_t *c32) {
-    int32_t scratch[32];  // E, F, G, H
-    fold_group<kInvert>(slot, c32, 0, scratch);
-    fold_group<kInvert>(slot, c32 + 6, 1, scratch);
-    fold_group<kInvert>(slot, c32 + 12, 2, scratch);
-    fold_group<kInvert>(slot, c32 + 18, 3, scratch);
-
-    int32_t e[8], f[8], g[8], h[8];
-    dct8<false>(scratch, c8, e);
-    dct8<true>(scratch + 8, c8, f);
-    dct8<true>(scratch + 16, c8, g);
-    dct8<true>(scratch + 24, c8, h);
-
-    int32_t X[32];
-    // Even outputs: X[4k] = E8[k]; X[4k + 2] = 2 F8[k] - X[4k - 2].
-    X[2] = f[0];
-    for (int k = 0; k < 8; ++k) {
-        X[4 * k] = e[k];
-        if (k > 0) X[4 * k + 2] = wrap_sub(f[k], X[4 * k - 2]);
+    static int32_t mulhi_round_sub(int32_t acc, int32_t a, int32_t c) {
+        return armv6::smmlsr(acc, a, c);
     }
-    // Odd outputs through y2[m] = 2 Y[m] (m >= 1): 2 Y[2k] = 2 G8[k],
-    // 2 Y[1] = 2 H8[0], 2 Y[2k + 1] = 2 (2 H8[k]) - 2 Y[2k - 1];
-    // X[1] = Y[0] = G8[0], X[2m + 1] = 2 Y[m] - X[2m - 1].
-    int32_t y2[16];
-    y2[1] = wrap_shl(h[0], 1);
-    for (int k = 1; k < 8; ++k) {
-        y2[2 * k] = g[k];
-        y2[2 * k + 1] = wrap_sub(wrap_shl(h[k], 1), y2[2 * k - 1]);
-    }
-    X[1] = g[0];
-    for (int m = 1; m < 16; ++m) X[2 * m + 1] = wrap_sub(y2[m], X[2 * m - 1]);
-
-    for (int r = 0; r < 16; ++r) {
-        upper[12 * r] = X[16 + r];
-        lower[12 * r] = wrap_neg(X[15 - r]);
-    }
-}
+    static int32_t mul_q31(int32_t a, int32_t c) { return wrap_shl(armv6::smmulr(a, c), 1); }
+};
 
 }  // namespace
 
@@ -160,9 +34,10 @@ void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *uppe
                                   int32_t *lower_dest, const int32_t *dct8_coeff,
                                   const int32_t *dct32_coeff) {
     if (parity > 0) {
-        fastdct32<true>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<true, Armv6_Products>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
     } else {
-        fastdct32<false>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<false, Armv6_Products>(slot, upper_dest, lower_dest, dct8_coeff,
+                                              dct32_coeff);
     }
 }
 
