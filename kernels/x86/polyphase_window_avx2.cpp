@@ -33,7 +33,7 @@
 //   signed low half and n = 1 where s < 0 (the high half of a + 0x8000), so
 //   MulW(a, h) = (A + n) h + floor(s h / 2^16). A + n only fits 16 bits for
 //   a < 0x7fff8000;
-// - exact form, used for a half whose history holds a larger value: a = A 2^16 + u
+// - exact form, used where the columns of a pass hold a larger value: a = A 2^16 + u
 //   with u the unsigned low half, MulW(a, h) = A h + floor(u h / 2^16), the
 //   floor term being vpmulhw on s plus h where s < 0.
 // The floor terms lie within +-|h|; the pair halves of three taps of
@@ -209,13 +209,16 @@ struct Placement {
 // columns, one slot's full-word products and the partial sums of the slots
 // in flight are live.
 template <bool kExact, int kSlots>
-inline void parity_slots(const Rows &upper_rows, const Rows &lower_rows, int lower_at,
-                         const Words &words, const Placement &at, int first_slot, int32_t *pcm) {
+__attribute__((always_inline)) inline V parity_slots(const Rows &upper_rows, const Rows &lower_rows,
+                                                     int lower_at, const Words &words,
+                                                     const Placement &at, int first_slot,
+                                                     int32_t *pcm) {
     constexpr int kColumns = kSlots + 7;
     const V zero = _mm256_setzero_si256();
     Split older{zero, zero}, old{zero, zero};  // splits of columns v - 2 and v - 1
     V acc[kSlots][2];                          // (S1 & ~3) + 4 M of outputs j and 32 - j
     V even_sum[2] = {zero, zero}, odd_sum[2] = {zero, zero};  // tap-3 products of slot v - 3
+    V top = zero;                                             // largest value read
 #pragma GCC unroll 4
     for (int g = 0; g < 3; ++g) {
         V upper[4], lower[4];
@@ -237,6 +240,8 @@ inline void parity_slots(const Rows &upper_rows, const Rows &lower_rows, int low
                 return out + 32 * (first_slot - 2 * c) + (set == 0 ? at.j0 : at.mirror_at);
             };
             const Split cur = split<kExact>(upper[k], lower[k]);
+            if constexpr (!kExact)
+                top = _mm256_max_epi32(top, _mm256_max_epi32(upper[k], lower[k]));
             if (v >= 3) {
                 // Full words of taps 3 and 4 (even-age, odd-age): 6, 7, 10, 11
                 // for output j, 8, 9, 12, 13 for output 32 - j.
@@ -295,14 +300,28 @@ inline void parity_slots(const Rows &upper_rows, const Rows &lower_rows, int low
             old = cur;
         }
     }
+    return top;
+}
+
+// One parity of a batch in the rounded form of the 16-bit products, again in
+// the exact form where a value read was 0x7fff8000 or more (the second run
+// rewrites every word the first one wrote).
+template <int kSlots>
+inline void parity(const Rows &upper_rows, const Rows &lower_rows, int lower_at, const Words &words,
+                   const Placement &at, int first_slot, int32_t *pcm) {
+    const V top =
+        parity_slots<false, kSlots>(upper_rows, lower_rows, lower_at, words, at, first_slot, pcm);
+    const V large = _mm256_cmpgt_epi32(top, _mm256_set1_epi32(0x7fff7fff));
+    if (!_mm256_testz_si256(large, large)) {
+        parity_slots<true, kSlots>(upper_rows, lower_rows, lower_at, words, at, first_slot, pcm);
+    }
 }
 
 // Outputs j = 8b .. 8b + 7 and 32 - j of all nine slots. Even slots pair
 // even-bank upper column v with odd-bank lower column v (slot 8 - 2c at
 // column c = 0..4); odd slots pair odd-bank upper column v with even-bank
 // lower column v + 1 (slot 7 - 2c at c = 0..3).
-template <bool kExact>
-void window_batch(const int32_t *synthesis, int b, int32_t *pcm) {
+__attribute__((noinline)) void window_batch(const int32_t *synthesis, int b, int32_t *pcm) {
     const int j0 = 8 * b;
     const int32_t *eu = synthesis + kSynthesisEvenUpper + 12 * j0;
     const int32_t *ou = synthesis + kSynthesisOddUpper + 12 * j0;
@@ -316,10 +335,10 @@ void window_batch(const int32_t *synthesis, int b, int32_t *pcm) {
                           b == 0 ? _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1)
                                  : _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0)};
     const Words &w = window_lf_lanes[b];
-    parity_slots<kExact, 5>(even_upper, odd_lower, 0, w, at, 8, pcm);
+    parity<5>(even_upper, odd_lower, 0, w, at, 8, pcm);
     // The odd slots' last transpose reads lower-part words 9..12 of rows up to
     // 14: word 12 is word 0 of the next row, inside the history, and unused.
-    parity_slots<kExact, 4>(odd_upper, even_lower, 1, w, at, 7, pcm);
+    parity<4>(odd_upper, even_lower, 1, w, at, 7, pcm);
 }
 
 // Output 16 of one slot from its eight odd-age values (lower part row 15 of
@@ -394,17 +413,8 @@ int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32
     // The batches read the window words from window_lf_lanes, window_lf
     // rearranged by lanes: window is window_lf, the only window there is.
     // Values from 0x7fff8000 up need the exact form of the 16-bit products.
-    // (768 words: the four parts of the history.)
-    V top = load8(synthesis);
-    for (int i = 8; i < 768; i += 8) top = _mm256_max_epi32(top, load8(synthesis + i));
-    const V large = _mm256_cmpgt_epi32(top, _mm256_set1_epi32(0x7fff7fff));
-    if (_mm256_testz_si256(large, large)) {
-        window_batch<false>(synthesis, 0, pcm);
-        window_batch<false>(synthesis, 1, pcm);
-    } else {
-        window_batch<true>(synthesis, 0, pcm);
-        window_batch<true>(synthesis, 1, pcm);
-    }
+    window_batch(synthesis, 0, pcm);
+    window_batch(synthesis, 1, pcm);
     outputs16(synthesis, window, pcm);
     move_history(synthesis + kSynthesisOddUpper, synthesis + kSynthesisEvenUpper);
     move_history(synthesis + kSynthesisOddLower, synthesis + kSynthesisEvenLower);
