@@ -110,6 +110,28 @@ TEST(SynthesisAvx2, PolyphaseWindowMatchesPortable) {
     }
 }
 
+// One large word in an audio-sized history, at every position in turn: the
+// kernel decides per pass of eight outputs between the rounded and the exact
+// form of the 16-bit products, so every pass that reads the word must see it.
+TEST(SynthesisAvx2, PolyphaseWindowFindsEachLargeWord) {
+    const MP3D_Kernel_Set *avx2 = avx2_or_skip();
+    if (avx2 == nullptr) GTEST_SKIP() << "no AVX2 kernels in this build or on this processor";
+    std::mt19937 rng(7);
+    std::vector<int32_t> base(768);
+    for (int32_t &x : base) x = static_cast<int32_t>(rng()) >> 8;
+    for (int32_t large : {0x7fff8000, INT32_MAX}) {
+        for (int at = 0; at < 768; ++at) {
+            std::vector<int32_t> hist_p = base;
+            hist_p[at] = large;
+            std::vector<int32_t> hist_v = hist_p;
+            std::vector<int32_t> pcm_p(288), pcm_v(288, 0x5a5a5a5a);
+            kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data(), window_lf);
+            avx2->polyphase_window(hist_v.data(), pcm_v.data(), window_lf);
+            ASSERT_EQ(pcm_p, pcm_v) << "word " << at << " = " << large;
+        }
+    }
+}
+
 // The DCT of a half through both kernel sets, on every word of the history:
 // random and full-scale slots, and structured extremes (every subband at
 // INT32_MIN or INT32_MAX, signs alternating by subband or by slot, so that the

@@ -3,16 +3,21 @@
 //
 // Vector lanes run over the output index j, not over the slots. Eight history
 // rows (j = 8b .. 8b + 7) of each quadrant are transposed, so that the vector
-// of column v holds the value of that column for eight outputs at once, and
-// the window words of those eight outputs are transposed the same way. Every
-// slot then reads its taps as whole column vectors (slot k, tap i: column
-// c + i), so the nine slots of a half fill the lanes completely, share one
-// set of coefficient vectors, and store their outputs as contiguous runs.
-// Lane j = 0 carries output 0, whose odd-age values lie in the upper part of
-// the other bank (the lower-part row "j - 1" is replaced by that row) and
-// whose window words are rearranged into the layout of the other outputs.
-// Output 16, which has no even-age taps and a different tap grouping, is
-// computed on its own.
+// of column v holds the value of that column for eight outputs at once; the
+// window words of those eight outputs come already transposed from
+// window_lf_lanes (generated from window_lf). Every slot then reads its taps
+// as whole column vectors (slot k, tap i: column c + i), so the nine slots of
+// a half fill the lanes completely and store their outputs as contiguous
+// runs. Lane j = 0 carries output 0, whose odd-age values lie in the upper
+// part of the other bank (the lower-part row "j - 1" is replaced by that row)
+// and whose window words are rearranged into the layout of the other
+// outputs. Output 16, which has no even-age taps and a different tap
+// grouping, is computed on its own.
+//
+// Stack: the columns of a batch stream through once (see parity_slots), the
+// window words are read from the table by each product, and the partial sums
+// of a slot wait in its own output words, so that the kernel needs about a
+// kilobyte of stack.
 //
 // Arithmetic, per output (all sums modulo 2^32, as in the portable kernel):
 //   sample = saturate24(((S1 & ~3) + 4 M + S2) >> 3)
@@ -28,7 +33,7 @@
 //   signed low half and n = 1 where s < 0 (the high half of a + 0x8000), so
 //   MulW(a, h) = (A + n) h + floor(s h / 2^16). A + n only fits 16 bits for
 //   a < 0x7fff8000;
-// - exact form, used for a batch that holds a larger value: a = A 2^16 + u
+// - exact form, used where the columns of a pass hold a larger value: a = A 2^16 + u
 //   with u the unsigned low half, MulW(a, h) = A h + floor(u h / 2^16), the
 //   floor term being vpmulhw on s plus h where s < 0.
 // The floor terms lie within +-|h|; the pair halves of three taps of
@@ -42,6 +47,7 @@
 #include "kernels/fixed_point.h"
 #include "kernels/subband_window.h"
 #include "kernels/x86/synthesis_avx2.h"
+#include "kernels/x86/window_lanes_avx2.h"
 
 namespace mp3d {
 namespace {
@@ -58,14 +64,22 @@ inline void store8(int32_t *p, V v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v);
 }
 
-// Columns first .. first + 3 of the eight rows: out[c] lane l =
-// rows[l][first + c]. Rows l and l + 4 share a vector, so that no lane-crossing
-// shuffle is needed after the loads.
-inline void transpose4(const int32_t *const rows[8], int first, V *out) {
+// Eight history rows, one per lane: row l starts at rest + 12 l, except row
+// 0, which starts at first (output 0 reads other rows than the rest).
+struct Rows {
+    const int32_t *first;
+    const int32_t *rest;
+    const int32_t *row(int l) const { return l == 0 ? first : rest + 12 * l; }
+};
+
+// Columns at .. at + 3 of the eight rows: out[c] lane l = row l, word at + c.
+// Rows l and l + 4 share a vector, so that no lane-crossing shuffle is
+// needed after the loads.
+inline void transpose4(const Rows &rows, int at, V *out) {
     V q[4];
     for (int k = 0; k < 4; ++k) {
-        q[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(load4(rows[k] + first)),
-                                       load4(rows[k + 4] + first), 1);
+        q[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(load4(rows.row(k) + at)),
+                                       load4(rows.row(k + 4) + at), 1);
     }
     const V t0 = _mm256_unpacklo_epi32(q[0], q[1]), t1 = _mm256_unpackhi_epi32(q[0], q[1]);
     const V t2 = _mm256_unpacklo_epi32(q[2], q[3]), t3 = _mm256_unpackhi_epi32(q[2], q[3]);
@@ -75,50 +89,59 @@ inline void transpose4(const int32_t *const rows[8], int first, V *out) {
     out[3] = _mm256_unpackhi_epi64(t1, t3);
 }
 
-// Columns first .. first + 7 of the eight rows: out[c] lane l = rows[l][first + c].
-inline void transpose8(const int32_t *const rows[8], int first, V *out) {
-    transpose4(rows, first, out);
-    transpose4(rows, first + 4, out + 4);
-}
-
 // An even-age and an odd-age value per lane, split for the 16-bit products.
 struct Split {
     V high;  // high halves: even-age in bits 16..31, odd-age in bits 0..15
     V low;   // low halves, same arrangement
-    V neg;   // exact form: 0xffff in each 16-bit half whose low half is negative
 };
 
 // Exact form: high = signed high halves A. Rounded form (history values
 // below 0x7fff8000): high = A + 1 where the low half is negative as signed,
-// i.e. the high half of a + 0x8000, and neg is not used.
+// i.e. the high half of a + 0x8000. The exact form's floor terms need the
+// sign of the low halves, taken from low where they are used.
 template <bool kExact>
 inline Split split(V even, V odd) {
     Split s;
     s.low = _mm256_blend_epi16(odd, _mm256_slli_epi32(even, 16), 0xaa);
     if constexpr (kExact) {
         s.high = _mm256_blend_epi16(_mm256_srli_epi32(odd, 16), even, 0xaa);
-        s.neg = _mm256_srai_epi16(s.low, 15);
     } else {
         const V half = _mm256_set1_epi32(0x8000);
         s.high = _mm256_blend_epi16(_mm256_srli_epi32(_mm256_add_epi32(odd, half), 16),
                                     _mm256_add_epi32(even, half), 0xaa);
-        s.neg = _mm256_setzero_si256();
     }
     return s;
 }
 
+// Window words of a batch: word m of the 20-word block of output pair
+// j = 8b + l in lane l (generated from window_lf; lane 0 of batch 0 holds
+// output 0's words in the layout of the other pairs).
+using Words = int32_t[20][8];
+
+inline V word(const int32_t (*w)[8], int m) {
+    return load8(w[m]);
+}
+// Words m lanes 1, 3, 5, 7 in lanes 0, 2, 4, 6 (for vpmuldq), m < 19.
+inline V odd_word(const int32_t (*w)[8], int m) {
+    return load8(w[m] + 1);
+}
+
 // Sums of the MulW products of three taps (even-age and odd-age) with the
-// pair words of output j (w[0], w[2], w[4]) and of output 32 - j (w[1], w[3],
-// w[5]), each split loaded once for both.
+// pair words first, first + 2, first + 4 of output j and first + 1, first + 3,
+// first + 5 of output 32 - j, each split used for both.
 template <bool kExact>
-inline void small_groups(const Split *s, const V *w, V *sum) {
+inline void small_groups(const Split &s0, const Split &s1, const Split &s2, const int32_t (*w)[8],
+                         int first, V *sum) {
+    const Split *s[3] = {&s0, &s1, &s2};
     V high[2], low[2];
     for (int t = 0; t < 3; ++t) {
-        const V h = s[t].high, l = s[t].low;
+        const V h = s[t]->high, l = s[t]->low;
         for (int set = 0; set < 2; ++set) {
-            const V c = w[2 * t + set];
+            const V c = word(w, first + 2 * t + set);
             V f = _mm256_mulhi_epi16(l, c);
-            if constexpr (kExact) f = _mm256_add_epi16(f, _mm256_and_si256(c, s[t].neg));
+            if constexpr (kExact) {
+                f = _mm256_add_epi16(f, _mm256_and_si256(c, _mm256_srai_epi16(l, 15)));
+            }
             const V p = _mm256_madd_epi16(h, c);
             high[set] = t == 0 ? p : _mm256_add_epi32(high[set], p);
             low[set] = t == 0 ? f : _mm256_add_epi16(low[set], f);
@@ -164,120 +187,158 @@ inline V to_pcm(V s1, V m, V s2) {
                             _mm256_set1_epi32(-8388608));
 }
 
-// Window words of eight outputs, transposed: w[m] lane l = word m of the
-// 20-word block of output pair j = 8b + l; large[0..3], large[4..7]: the
-// full words of taps 3 and 4 (even-age, odd-age) of output j and 32 - j.
-struct Coefficients {
-    V w[20];
-    Wide large[8];
+// Where a batch stores its outputs. Batch 0 holds output 0 in lane 0 and
+// outputs 32 - j = 31..25 in lanes 1..7 (lane 0 of the mirror set is unused:
+// stored at index 24, which batch 1 overwrites); batch 1 holds 24..17.
+struct Placement {
+    int j0;
+    int mirror_at;
+    V mirror_order;
 };
 
-// Outputs j and 32 - j of the eight lanes of one slot. split: tap 0 of the
-// slot's even-age / odd-age pairs; even, odd: the raw even-age and odd-age
-// column vectors at tap 0.
-template <bool kExact>
-inline void slot_outputs(const Split *sp, const V *even, const V *odd, const Coefficients &k,
-                         V *out_j, V *out_mirror) {
-    // Each history vector is loaded once and multiplied with the coefficients
-    // of both outputs, so that few values are live at a time.
-    const V *w = k.w;
-    V s1[2], s2[2];
-    small_groups<kExact>(sp, w, s1);
-    small_groups<kExact>(sp + 5, w + 14, s2);
-    V even_sum[2], odd_sum[2];
-    for (int t = 0; t < 4; ++t) {
-        const Wide a = wide(t == 0 ? even[3] : t == 1 ? odd[3] : t == 2 ? even[4] : odd[4]);
-        for (int set = 0; set < 2; ++set) {
-            const Wide &c = k.large[4 * set + t];
-            const V pe = round_product(a.even, c.even), po = round_product(a.odd, c.odd);
-            even_sum[set] = t == 0 ? pe : _mm256_add_epi32(even_sum[set], pe);
-            odd_sum[set] = t == 0 ? po : _mm256_add_epi32(odd_sum[set], po);
+// The slots of one parity of a batch, slot first_slot - 2c reading the
+// column pairs c .. c + 7 (upper column v: even-age, lower column v:
+// odd-age values).
+//
+// The columns stream through once, four at a time from the transposes, and
+// each does its work at once: column v is tap 0..2 (pair words) of slots
+// v .. v - 2, tap 3 and 4 (full words) of slots v - 3 and v - 4, and tap 5..7
+// of slots v - 5 .. v - 7. A slot's taps 0..2 are summed when its tap-2
+// column arrives, its taps 3 and 4 are added two columns later, and its taps
+// 5..7 finish it five columns later. So only the splits of the last three
+// columns, one slot's full-word products and the partial sums of the slots
+// in flight are live.
+template <bool kExact, int kSlots>
+__attribute__((always_inline)) inline V parity_slots(const Rows &upper_rows, const Rows &lower_rows,
+                                                     int lower_at, const Words &words,
+                                                     const Placement &at, int first_slot,
+                                                     int32_t *pcm) {
+    constexpr int kColumns = kSlots + 7;
+    const V zero = _mm256_setzero_si256();
+    Split older{zero, zero}, old{zero, zero};  // splits of columns v - 2 and v - 1
+    V acc[kSlots][2];                          // (S1 & ~3) + 4 M of outputs j and 32 - j
+    V even_sum[2] = {zero, zero}, odd_sum[2] = {zero, zero};  // tap-3 products of slot v - 3
+    V top = zero;                                             // largest value read
+#pragma GCC unroll 4
+    for (int g = 0; g < 3; ++g) {
+        V upper[4], lower[4];
+        transpose4(upper_rows, 4 * g, upper);
+        transpose4(lower_rows, lower_at + 4 * g, lower);
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            const int v = 4 * g + k;
+            if (v >= kColumns) break;
+            // The window words are read from memory by each column's
+            // products: kept in registers across columns they would only be
+            // spilled.
+            const int32_t(*w)[8] = words;
+            asm("" : "+r"(w));
+            // The partial sums go through memory, not through registers.
+            int32_t *out = pcm;
+            asm("" : "+r"(out));
+            const auto partial = [&](int c, int set) {
+                return out + 32 * (first_slot - 2 * c) + (set == 0 ? at.j0 : at.mirror_at);
+            };
+            const Split cur = split<kExact>(upper[k], lower[k]);
+            if constexpr (!kExact)
+                top = _mm256_max_epi32(top, _mm256_max_epi32(upper[k], lower[k]));
+            if (v >= 3) {
+                // Full words of taps 3 and 4 (even-age, odd-age): 6, 7, 10, 11
+                // for output j, 8, 9, 12, 13 for output 32 - j.
+                const Wide e = wide(upper[k]), o = wide(lower[k]);
+                for (int tap = 4; tap >= 3; --tap) {
+                    const int c = v - tap;
+                    if (c < 0 || c >= kSlots) continue;
+                    for (int set = 0; set < 2; ++set) {
+                        const V ce = word(w, 4 * tap - 6 + 2 * set);
+                        const V co = word(w, 4 * tap - 5 + 2 * set);
+                        // Odd lanes: the same words one lane further on.
+                        const V ce_odd = odd_word(w, 4 * tap - 6 + 2 * set);
+                        const V co_odd = odd_word(w, 4 * tap - 5 + 2 * set);
+                        const V pe =
+                            _mm256_add_epi32(round_product(e.even, ce), round_product(o.even, co));
+                        const V po = _mm256_add_epi32(round_product(e.odd, ce_odd),
+                                                      round_product(o.odd, co_odd));
+                        if (tap == 3) {
+                            even_sum[set] = pe;
+                            odd_sum[set] = po;
+                        } else {
+                            const V m = _mm256_blend_epi32(
+                                _mm256_srli_epi64(_mm256_add_epi32(even_sum[set], pe), 32),
+                                _mm256_add_epi32(odd_sum[set], po), 0xaa);
+                            acc[c][set] = _mm256_add_epi32(acc[c][set], _mm256_slli_epi32(m, 2));
+                            // Parked in the slot's output words until its
+                            // taps 5..7 arrive.
+                            store8(partial(c, set), acc[c][set]);
+                        }
+                    }
+                }
+            }
+            if (v >= 2 && v - 2 < kSlots) {
+                V s1[2];
+                small_groups<kExact>(older, old, cur, w, 0, s1);
+                for (int set = 0; set < 2; ++set) {
+                    acc[v - 2][set] = _mm256_andnot_si256(_mm256_set1_epi32(3), s1[set]);
+                }
+            }
+            if (v >= 7) {
+                const int c = v - 7;
+                V s2[2];
+                small_groups<kExact>(older, old, cur, w, 14, s2);
+                V result[2];
+                for (int set = 0; set < 2; ++set) {
+                    const V pcm24 =
+                        _mm256_srai_epi32(_mm256_add_epi32(load8(partial(c, set)), s2[set]), 3);
+                    result[set] =
+                        _mm256_max_epi32(_mm256_min_epi32(pcm24, _mm256_set1_epi32(8388607)),
+                                         _mm256_set1_epi32(-8388608));
+                }
+                store8(partial(c, 0), result[0]);
+                store8(partial(c, 1), _mm256_permutevar8x32_epi32(result[1], at.mirror_order));
+            }
+            older = old;
+            old = cur;
         }
     }
-    V m[2];
-    for (int set = 0; set < 2; ++set) {
-        m[set] = _mm256_blend_epi32(_mm256_srli_epi64(even_sum[set], 32), odd_sum[set], 0xaa);
-    }
-    *out_j = to_pcm(s1[0], m[0], s2[0]);
-    *out_mirror = to_pcm(s1[1], m[1], s2[1]);
+    return top;
 }
 
-// The nine slots of a batch.
-template <bool kExact>
-void slots(const V *even_upper, const V *odd_lower, const V *odd_upper, const V *even_lower,
-           const Coefficients &k, int b, int32_t *pcm) {
-    // Even slots pair even-bank upper column v with odd-bank lower column v;
-    // odd slots pair odd-bank upper column v with even-bank lower column v + 1.
-    Split even_split[12], odd_split[11];
-    for (int v = 0; v < 12; ++v) even_split[v] = split<kExact>(even_upper[v], odd_lower[v]);
-    for (int v = 0; v < 11; ++v) odd_split[v] = split<kExact>(odd_upper[v], even_lower[v + 1]);
-    const int j0 = 8 * b;
-    // Batch 0 holds output 0 in lane 0 and outputs 32 - j = 31..25 in lanes
-    // 1..7 (lane 0 of the mirror set is unused: stored at index 24, which
-    // batch 1 overwrites); batch 1 holds 24..17 in lanes 0..7.
-    const V mirror_order = b == 0 ? _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1)
-                                  : _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
-    const int mirror_at = b == 0 ? 24 : 17;
-    for (int slot = 0; slot < 9; ++slot) {
-        V out_j, out_mirror;
-        if ((slot & 1) == 0) {
-            const int c = 4 - slot / 2;
-            slot_outputs<kExact>(even_split + c, even_upper + c, odd_lower + c, k, &out_j,
-                                 &out_mirror);
-        } else {
-            const int c = 3 - (slot - 1) / 2;
-            slot_outputs<kExact>(odd_split + c, odd_upper + c, even_lower + c + 1, k, &out_j,
-                                 &out_mirror);
-        }
-        int32_t *out = pcm + 32 * slot;
-        store8(out + j0, out_j);
-        store8(out + mirror_at, _mm256_permutevar8x32_epi32(out_mirror, mirror_order));
-    }
-}
-
-// Outputs j = 8b .. 8b + 7 and 32 - j of all nine slots.
-void window_batch(const int32_t *synthesis, const int32_t *window, const int32_t *block0, int b,
-                  int32_t *pcm) {
-    const int j0 = 8 * b;
-    const int32_t *eu[8], *ou[8], *ol[8], *el[8], *wr[8];
-    for (int l = 0; l < 8; ++l) {
-        const int j = j0 + l;
-        eu[l] = synthesis + kSynthesisEvenUpper + 12 * j;
-        ou[l] = synthesis + kSynthesisOddUpper + 12 * j;
-        // Output 0 takes its odd-age values from the other bank's upper row 0.
-        ol[l] = j == 0 ? ou[l] : synthesis + kSynthesisOddLower + 12 * (j - 1);
-        el[l] = j == 0 ? eu[l] : synthesis + kSynthesisEvenLower + 12 * (j - 1);
-        wr[l] = j == 0 ? block0 : window + 10 + 20 * (j - 1);
-    }
-
-    // Columns of the four quadrants, lanes over j.
-    V cols[4][12];
-    const int32_t *const *rows[4] = {eu, ol, ou, el};
-    for (int q = 0; q < 4; ++q) {
-        transpose8(rows[q], 0, cols[q]);
-        transpose4(rows[q], 8, cols[q] + 8);
-    }
-    const V *even_upper = cols[0], *odd_lower = cols[1], *odd_upper = cols[2],
-            *even_lower = cols[3];
-
-    Coefficients k;
-    transpose8(wr, 0, k.w);
-    transpose8(wr, 8, k.w + 8);
-    transpose4(wr, 16, k.w + 16);
-    const int large_words[8] = {6, 7, 10, 11, 8, 9, 12, 13};
-    for (int n = 0; n < 8; ++n) k.large[n] = wide(k.w[large_words[n]]);
-
-    // Values from 0x7fff8000 up need the exact form of the 16-bit products.
-    V top = cols[0][0];
-    for (int q = 0; q < 4; ++q) {
-        for (int v = 0; v < 12; ++v) top = _mm256_max_epi32(top, cols[q][v]);
-    }
+// One parity of a batch in the rounded form of the 16-bit products, again in
+// the exact form where a value read was 0x7fff8000 or more (the second run
+// rewrites every word the first one wrote).
+template <int kSlots>
+inline void parity(const Rows &upper_rows, const Rows &lower_rows, int lower_at, const Words &words,
+                   const Placement &at, int first_slot, int32_t *pcm) {
+    const V top =
+        parity_slots<false, kSlots>(upper_rows, lower_rows, lower_at, words, at, first_slot, pcm);
     const V large = _mm256_cmpgt_epi32(top, _mm256_set1_epi32(0x7fff7fff));
-    if (_mm256_testz_si256(large, large)) {
-        slots<false>(even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
-    } else {
-        slots<true>(even_upper, odd_lower, odd_upper, even_lower, k, b, pcm);
+    if (!_mm256_testz_si256(large, large)) {
+        parity_slots<true, kSlots>(upper_rows, lower_rows, lower_at, words, at, first_slot, pcm);
     }
+}
+
+// Outputs j = 8b .. 8b + 7 and 32 - j of all nine slots. Even slots pair
+// even-bank upper column v with odd-bank lower column v (slot 8 - 2c at
+// column c = 0..4); odd slots pair odd-bank upper column v with even-bank
+// lower column v + 1 (slot 7 - 2c at c = 0..3).
+__attribute__((noinline)) void window_batch(const int32_t *synthesis, int b, int32_t *pcm) {
+    const int j0 = 8 * b;
+    const int32_t *eu = synthesis + kSynthesisEvenUpper + 12 * j0;
+    const int32_t *ou = synthesis + kSynthesisOddUpper + 12 * j0;
+    // Row j - 1 of the lower parts for lane j; output 0 takes its odd-age
+    // values from the other bank's upper row 0.
+    const int32_t *ol = synthesis + kSynthesisOddLower + 12 * (j0 - 1);
+    const int32_t *el = synthesis + kSynthesisEvenLower + 12 * (j0 - 1);
+    const Rows even_upper{eu, eu}, odd_upper{ou, ou};
+    const Rows odd_lower{b == 0 ? ou : ol, ol}, even_lower{b == 0 ? eu : el, el};
+    const Placement at = {j0, b == 0 ? 24 : 17,
+                          b == 0 ? _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1)
+                                 : _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0)};
+    const Words &w = window_lf_lanes[b];
+    parity<5>(even_upper, odd_lower, 0, w, at, 8, pcm);
+    // The odd slots' last transpose reads lower-part words 9..12 of rows up to
+    // 14: word 12 is word 0 of the next row, inside the history, and unused.
+    parity<4>(odd_upper, even_lower, 1, w, at, 7, pcm);
 }
 
 // Output 16 of one slot from its eight odd-age values (lower part row 15 of
@@ -349,13 +410,11 @@ void move_history(int32_t *odd, int32_t *even) {
 }  // namespace
 
 int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-    // Output 0's window words in the layout of the other output pairs
-    // (the mirror set of this block is unused and left zero).
-    const int32_t *w = window;
-    alignas(32) const int32_t block0[20] = {w[0], 0,    w[1], 0, w[2], 0, w[3], w[4], 0,    0,
-                                            w[5], w[6], 0,    0, w[7], 0, w[8], 0,    w[9], 0};
-    window_batch(synthesis, window, block0, 0, pcm);
-    window_batch(synthesis, window, block0, 1, pcm);
+    // The batches read the window words from window_lf_lanes, window_lf
+    // rearranged by lanes: window is window_lf, the only window there is.
+    // Values from 0x7fff8000 up need the exact form of the 16-bit products.
+    window_batch(synthesis, 0, pcm);
+    window_batch(synthesis, 1, pcm);
     outputs16(synthesis, window, pcm);
     move_history(synthesis + kSynthesisOddUpper, synthesis + kSynthesisEvenUpper);
     move_history(synthesis + kSynthesisOddLower, synthesis + kSynthesisEvenLower);

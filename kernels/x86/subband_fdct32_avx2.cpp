@@ -4,7 +4,10 @@
 // one 256-bit load at 18 sb + t0 gives subband sb of the eight consecutive
 // slots t0 .. t0 + 7. The kernel runs the portable flow graph with one slot
 // per lane, operation for operation, so every lane gives the portable
-// kernel's words. The frequency inversion negates the odd subbands of the odd
+// kernel's words. It runs it in two halves, the even outputs (from the sums
+// of the first fold) and then the odd outputs (from its differences), each
+// folding the inputs again and storing its outputs as they are made, so that
+// it needs little stack. The frequency inversion negates the odd subbands of the odd
 // slots ahead of the transform (vpsignd, which wraps INT32_MIN as the
 // portable negation does), exactly as the portable inverting form does. The
 // ninth slot of the half runs through the portable kernel's steps, written
@@ -45,6 +48,13 @@ inline V coeff(int32_t c) {
     return _mm256_set1_epi32(c);
 }
 
+// Hides where p points, so that the coefficients read through it are
+// broadcast from memory where they are used: the compiler would otherwise
+// keep every broadcast coefficient for the next transform, and spill them.
+inline void opaque(const int32_t *&p) {
+    asm("" : "+r"(p));
+}
+
 // Upper words of the 64-bit lanes of even (products of lanes 0, 2, 4, 6) and
 // odd (lanes 1, 3, 5, 7) back into eight lanes.
 inline V upper_words(V even, V odd) {
@@ -82,33 +92,41 @@ inline V load_x8(const int32_t *slots, int n, V sign) {
     return (n & 1) ? _mm256_sign_epi32(v, sign) : v;
 }
 
-// As fold_group of the portable kernel.
-inline void fold_group_x8(const int32_t *slots, V sign, const int32_t *k, int g, V *scratch) {
+// As fold_group of the portable kernel, one half of it: the sums (E and F,
+// to scratch[n] and scratch[8 + n]) or the differences (G and H, likewise).
+// Each half reloads the inputs, so that only sixteen folded vectors are live.
+template <bool kDifferences>
+inline void fold_half_x8(const int32_t *slots, V sign, const int32_t *k, int g, V *scratch) {
+    opaque(k);
     const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
     const V a0 = load_x8(slots, n0, sign), b0 = load_x8(slots, 31 - n0, sign);
     const V a1 = load_x8(slots, n1, sign), b1 = load_x8(slots, 31 - n1, sign);
     const V a2 = load_x8(slots, n2, sign), b2 = load_x8(slots, 31 - n2, sign);
     const V a3 = load_x8(slots, n3, sign), b3 = load_x8(slots, 31 - n3, sign);
 
-    const V s0 = add(a0, b0), d0 = mul_q31(sub(a0, b0), k[0]);
-    const V s1 = add(a1, b1), d1 = mul_q31(sub(a1, b1), k[1]);
-    const V s2 = add(a2, b2), d2 = mul_q31(sub(a2, b2), k[2]);
-    const V s3 = add(a3, b3), d3 = mul_q31(sub(a3, b3), k[3]);
-
-    V *E = scratch, *F = scratch + 8, *G = scratch + 16, *H = scratch + 24;
-    E[n0] = add(s0, s2);
-    F[n0] = mul_q31(sub(s0, s2), k[4]);
-    G[n0] = add(d0, d2);
-    H[n0] = mul_q31(sub(d0, d2), k[4]);
-    E[n1] = add(s1, s3);
-    F[n1] = mul_q31(sub(s1, s3), k[5]);
-    G[n1] = add(d1, d3);
-    H[n1] = mul_q31(sub(d1, d3), k[5]);
+    V x0, x1, x2, x3;
+    if constexpr (kDifferences) {
+        x0 = mul_q31(sub(a0, b0), k[0]);
+        x1 = mul_q31(sub(a1, b1), k[1]);
+        x2 = mul_q31(sub(a2, b2), k[2]);
+        x3 = mul_q31(sub(a3, b3), k[3]);
+    } else {
+        x0 = add(a0, b0);
+        x1 = add(a1, b1);
+        x2 = add(a2, b2);
+        x3 = add(a3, b3);
+    }
+    V *sums = scratch, *differences = scratch + 8;
+    sums[n0] = add(x0, x2);
+    differences[n0] = mul_q31(sub(x0, x2), k[4]);
+    sums[n1] = add(x1, x3);
+    differences[n1] = mul_q31(sub(x1, x3), k[5]);
 }
 
 // As dct8 of the portable kernel.
 template <bool kDoubled>
 inline void dct8_x8(const V *P, const int32_t *c, V *out) {
+    opaque(c);
     const V p0 = add(P[0], P[7]), q0 = sub(P[0], P[7]);
     const V p1 = add(P[1], P[6]), q1 = sub(P[1], P[6]);
     const V p2 = add(P[2], P[5]), q2 = sub(P[2], P[5]);
@@ -170,49 +188,78 @@ template <bool kInvert>
 inline void fastdct32x9(const int32_t *slots, V sign, int32_t *synthesis) {
     const int32_t *c8 = dct8_II_coeff, *c32 = dct32_II_coeff;
     const int32_t *slot8 = slots + 8;
-    V scratch[32];
+    // Even outputs from E8 and F8 first, then odd outputs from G8 and H8:
+    // each half folds the inputs again and transforms in place, so that one
+    // sixteen-vector scratch serves both. The scratch stays one array in
+    // memory (hidden behind the pointer): as sixteen separate values the
+    // compiler would spill them one by one, to a frame of twice the size.
+    V scratch_words[16];
+    V *scratch = scratch_words;
+    asm("" : "+r"(scratch));
     int32_t scratch8[32];
-    fold_group_x8(slots, sign, c32, 0, scratch);
+    fold_half_x8<false>(slots, sign, c32, 0, scratch);
     fold_group<kInvert>(slot8, c32, 0, scratch8);
-    fold_group_x8(slots, sign, c32 + 6, 1, scratch);
+    fold_half_x8<false>(slots, sign, c32 + 6, 1, scratch);
     fold_group<kInvert>(slot8, c32 + 6, 1, scratch8);
-    fold_group_x8(slots, sign, c32 + 12, 2, scratch);
+    fold_half_x8<false>(slots, sign, c32 + 12, 2, scratch);
     fold_group<kInvert>(slot8, c32 + 12, 2, scratch8);
-    fold_group_x8(slots, sign, c32 + 18, 3, scratch);
+    fold_half_x8<false>(slots, sign, c32 + 18, 3, scratch);
     fold_group<kInvert>(slot8, c32 + 18, 3, scratch8);
 
-    V e[8], f[8], g[8], h[8];
     int32_t e8[8], f8[8], g8[8], h8[8];
-    dct8_x8<false>(scratch, c8, e);
+    dct8_x8<false>(scratch, c8, scratch);
     dct8<false>(scratch8, c8, e8);
-    dct8_x8<true>(scratch + 8, c8, f);
+    dct8_x8<true>(scratch + 8, c8, scratch + 8);
     dct8<true>(scratch8 + 8, c8, f8);
-    dct8_x8<true>(scratch + 16, c8, g);
+
+    // Outputs X[i], each stored as soon as it is made (as recombine_store):
+    // X[16 + r] to upper-part row r, -X[15 - r] to lower-part row r.
+    const V zero = _mm256_setzero_si256();
+    const auto put = [&](int i, V x) {
+        if (i >= 16) {
+            store_row(x, synthesis + kSynthesisEvenUpper + 12 * (i - 16),
+                      synthesis + kSynthesisOddUpper + 12 * (i - 16));
+        } else {
+            store_row(sub(zero, x), synthesis + kSynthesisEvenLower + 12 * (15 - i),
+                      synthesis + kSynthesisOddLower + 12 * (15 - i));
+        }
+    };
+    // X[4k] = E8[k]; X[2] = F8[0], X[4k + 2] = F8[k] - X[4k - 2].
+    {
+        const V *e = scratch, *f = scratch + 8;
+        V x = f[0];
+        for (int k = 0; k < 8; ++k) {
+            put(4 * k, e[k]);
+            if (k > 0) x = sub(f[k], x);
+            put(4 * k + 2, x);
+        }
+    }
+
+    fold_half_x8<true>(slots, sign, c32, 0, scratch);
+    fold_half_x8<true>(slots, sign, c32 + 6, 1, scratch);
+    fold_half_x8<true>(slots, sign, c32 + 12, 2, scratch);
+    fold_half_x8<true>(slots, sign, c32 + 18, 3, scratch);
+    dct8_x8<true>(scratch, c8, scratch);
     dct8<true>(scratch8 + 16, c8, g8);
-    dct8_x8<true>(scratch + 24, c8, h);
+    dct8_x8<true>(scratch + 8, c8, scratch + 8);
     dct8<true>(scratch8 + 24, c8, h8);
 
-    V X[32];
-    X[2] = f[0];
-    for (int k = 0; k < 8; ++k) {
-        X[4 * k] = e[k];
-        if (k > 0) X[4 * k + 2] = sub(f[k], X[4 * k - 2]);
-    }
-    V y2[16];
-    y2[1] = shl<1>(h[0]);
-    for (int k = 1; k < 8; ++k) {
-        y2[2 * k] = g[k];
-        y2[2 * k + 1] = sub(shl<1>(h[k]), y2[2 * k - 1]);
-    }
-    X[1] = g[0];
-    for (int m = 1; m < 16; ++m) X[2 * m + 1] = sub(y2[m], X[2 * m - 1]);
-
-    const V zero = _mm256_setzero_si256();
-    for (int r = 0; r < 16; ++r) {
-        store_row(X[16 + r], synthesis + kSynthesisEvenUpper + 12 * r,
-                  synthesis + kSynthesisOddUpper + 12 * r);
-        store_row(sub(zero, X[15 - r]), synthesis + kSynthesisEvenLower + 12 * r,
-                  synthesis + kSynthesisOddLower + 12 * r);
+    // X[1] = G8[0], X[2m + 1] = y2[m] - X[2m - 1] with y2[2k] = G8[k],
+    // y2[1] = 2 H8[0], y2[2k + 1] = 2 H8[k] - y2[2k - 1].
+    {
+        const V *g = scratch, *h = scratch + 8;
+        V x = g[0], y_odd = shl<1>(h[0]);
+        put(1, x);
+        for (int m = 1; m < 16; ++m) {
+            const int k = m >> 1;
+            if (m & 1) {
+                if (k > 0) y_odd = sub(shl<1>(h[k]), y_odd);
+                x = sub(y_odd, x);
+            } else {
+                x = sub(g[k], x);
+            }
+            put(2 * m + 1, x);
+        }
     }
     recombine_store(e8, f8, g8, h8, synthesis + kSynthesisEvenUpper,
                     synthesis + kSynthesisEvenLower);
