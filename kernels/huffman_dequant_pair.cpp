@@ -74,6 +74,11 @@ constexpr uint32_t kEscapeFlag = 0x80u;
 // resolved by the multi-level walk.
 constexpr uint16_t kNoFastEntries[2] = {0, 0};
 
+// Stands in for the magnitude table in bands below q = -26, where every
+// magnitude but that of 1 is 0: entry 1 passes the band's mask (the
+// magnitude of 1), every other entry gives 0.
+constexpr uint64_t kOnlyMagnitudeOne[64] = {0, 0xFFFFFFFFu};
+
 Huffman_Pair_Fast_Table find_fast_table(const uint16_t *table) {
     for (const Huffman_Pair_Fast_Table &t : huf_pair_fast_tables)
         if (t.code_table == table) return t;
@@ -127,7 +132,6 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
     const Huffman_Pair_Fast_Table fast_table = find_fast_table(table);
     const uint16_t *const fast = fast_table.entries;
     const uint32_t fast_shift = 64 - fast_table.width;
-    uint64_t extreme[64];  // magnitudes of bands with q < -26
 
     int32_t band = region->start_band;
     for (; band < region->end_band; ++band) {
@@ -154,15 +158,15 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
             // give, every magnitude but 1 is 0; a table of those stands in.
             const uint64_t *powers = huf_scaled_powers[e.r];
             uint32_t shift = 63;
+            uint32_t mask = ~0u;
             if (q < 63 - 26) shift = static_cast<uint32_t>(26 + (q > -26 ? q : -26));
             if (q < -26) {
-                for (uint64_t &word : extreme) word = 0;
-                extreme[1] = static_cast<uint32_t>(huf_magnitude_one(scale, q));
-                powers = extreme;
+                powers = kOnlyMagnitudeOne;
                 shift = 0;
+                mask = static_cast<uint32_t>(huf_magnitude_one(scale, q));
             }
             auto power = [&](uint32_t value) -> int32_t {
-                return static_cast<int32_t>(static_cast<uint32_t>(powers[value] >> shift));
+                return static_cast<int32_t>(static_cast<uint32_t>(powers[value] >> shift) & mask);
             };
             // Escape of x = 15 after `used` more bits: consumes those, reads
             // the escape bits, leaves v at the sign (the escape bits are

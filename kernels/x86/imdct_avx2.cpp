@@ -185,47 +185,40 @@ inline void alias_reduce(int32_t *x, V cs, V ca, V reverse) {
 template <bool kSamePrevious>
 void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
                 uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
-    // Every input is loaded before any output is stored.
-    V in[20];
-    load_columns(x, 18, 0, in, rows);
-    load_columns(x, 18, 4, in + 4, rows);
-    load_columns(x, 18, 8, in + 8, rows);
-    load_columns(x, 18, 12, in + 12, rows);
-    V tail[4];
-    load_columns(x, 18, 14, tail, rows);
-    in[16] = tail[2];
-    in[17] = tail[3];
-
-    V A[9], B[9];
-    for (int k = 0; k < 9; ++k) {
-        const V p = mulhi_c(in[k], cos_table[k]);
-        const V q = mulhi_c(in[17 - k], cos_table[17 - k]);
-        A[k] = add(p, q);
-        B[k] = x2(mulhi_c(sub(p, q), cos_table[18 + k]));
-    }
-    idct9(A, idctlee_III_coeff);
-    idct9(B, idctlee_III_coeff);
-
+    // Every input is loaded before any output is stored. The stages sit in
+    // their own scopes so that their arrays share stack space.
     V u[9], t[9];
-    V s = B[0];
-    u[0] = x2(A[0]);
-    t[0] = sub(u[0], x4(s));
-    for (int j = 1; j < 9; ++j) {
-        s = sub(B[j], s);
-        u[j] = add(t[j - 1], x2(A[j]));
-        t[j] = sub(u[j], x4(s));
+    {
+        V A[9], B[9];
+        {
+            V in[20];
+            load_columns(x, 18, 0, in, rows);
+            load_columns(x, 18, 4, in + 4, rows);
+            load_columns(x, 18, 8, in + 8, rows);
+            load_columns(x, 18, 12, in + 12, rows);
+            V tail[4];
+            load_columns(x, 18, 14, tail, rows);
+            in[16] = tail[2];
+            in[17] = tail[3];
+            for (int k = 0; k < 9; ++k) {
+                const V p = mulhi_c(in[k], cos_table[k]);
+                const V q = mulhi_c(in[17 - k], cos_table[17 - k]);
+                A[k] = add(p, q);
+                B[k] = x2(mulhi_c(sub(p, q), cos_table[18 + k]));
+            }
+        }
+        idct9(A, idctlee_III_coeff);
+        idct9(B, idctlee_III_coeff);
+        V s = B[0];
+        u[0] = x2(A[0]);
+        t[0] = sub(u[0], x4(s));
+        for (int j = 1; j < 9; ++j) {
+            s = sub(B[j], s);
+            u[j] = add(t[j - 1], x2(A[j]));
+            t[j] = sub(u[j], x4(s));
+        }
     }
     const V v[9] = {neg(t[4]), u[5], neg(t[5]), u[6], neg(t[6]), u[7], neg(t[7]), u[8], neg(t[8])};
-    V z[12];
-    z[0] = neg(u[4]);
-    z[1] = t[3];
-    z[2] = neg(u[3]);
-    z[3] = t[2];
-    z[4] = neg(u[2]);
-    z[5] = t[1];
-    z[6] = neg(u[1]);
-    z[7] = t[0];
-    z[8] = neg(u[0]);
 
     V o[12];
     load_columns(ovl, 9, 0, o, rows);
@@ -262,6 +255,16 @@ void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *pr
     store_columns(out, 18, 8, y + 8, rows);
     store_columns(out, 18, 12, y + 12, rows);
     store_columns(out, 18, 14, y + 14, rows);
+    V z[12];
+    z[0] = neg(u[4]);
+    z[1] = t[3];
+    z[2] = neg(u[3]);
+    z[3] = t[2];
+    z[4] = neg(u[2]);
+    z[5] = t[1];
+    z[6] = neg(u[1]);
+    z[7] = t[0];
+    z[8] = neg(u[0]);
     store_columns(ovl, 9, 0, z, rows);
     store_columns(ovl, 9, 4, z + 4, rows);
     store_columns(ovl, 9, 5, z + 5, rows);
