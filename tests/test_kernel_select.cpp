@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "decoder/kernel_select.h"
+#include "kernels/arm/synthesis_armv6.h"
 
 using namespace mp3d;
 
