@@ -3,16 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "decoder/kernel_select.h"
+#include "kernels/arm/synthesis_armv6.h"
 
 using namespace mp3d;
 
 TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     const MP3D_Kernel_Set *chosen = MP3D_select_kernels();
     ASSERT_NE(chosen, nullptr);
-    for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen}) {
-        EXPECT_NE(set->subband_dct9, nullptr) << set->name;
-        EXPECT_NE(set->polyphase_window, nullptr) << set->name;
-    }
+    for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen})
+        EXPECT_TRUE(set->subband_dct9 && set->polyphase_window && set->hybrid_long) << set->name;
 #if defined(MP3D_HAVE_X86_KERNELS)
     __builtin_cpu_init();
     const bool avx2 = __builtin_cpu_supports("avx2");
@@ -20,5 +19,10 @@ TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     EXPECT_STREQ(chosen->name, avx2 ? "avx2" : "portable");
 #else
     EXPECT_EQ(MP3D_avx2_kernels(), nullptr);
+#endif
+#if defined(MP3D_HAVE_ARMV6_KERNELS)
+    EXPECT_STREQ(chosen->name, "armv6");
+#else
+    EXPECT_EQ(MP3D_armv6_kernels(), nullptr);
 #endif
 }

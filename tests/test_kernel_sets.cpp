@@ -1,0 +1,131 @@
+// Every processor-specific kernel set (AVX2 on x86-64, ARMv6 on ARM) leaves
+// exactly the words the portable set leaves, on random and extreme inputs:
+// values whose sums wrap, outputs that saturate, low halves on either side
+// of 2^15, and the words at which the vector window switches its form.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "decoder/kernel_select.h"
+#include "decoder/memory_layout.h"
+#include "decoder/tables/synthesis_tables.h"
+
+using namespace mp3d;
+
+namespace {
+
+const int32_t kEdges[] = {INT32_MIN,  INT32_MAX,     -1,         0,
+                          1,          1 << 30,       -(1 << 30), 0x7fff8000,
+                          0x7fff7fff, INT32_MIN + 1, 0x8000,     -0x8001};
+constexpr uint32_t kNumEdges = sizeof(kEdges) / sizeof(kEdges[0]);
+
+// n words of one kind: audio-sized, full range, extremes only, a mix, or one
+// extreme everywhere (`fill`).
+std::vector<int32_t> words(std::mt19937 &rng, size_t n, int kind, int32_t fill = 0) {
+    std::vector<int32_t> v(n);
+    for (int32_t &x : v) {
+        const uint32_t r = rng();
+        const int32_t edge = kEdges[r % kNumEdges], audio = static_cast<int32_t>(r) >> (3 + r % 9);
+        x = kind == 0   ? audio
+            : kind == 1 ? static_cast<int32_t>(r)
+            : kind == 2 ? edge
+            : kind == 3 ? ((r >> 20) & 1 ? edge : audio)
+                        : fill;
+    }
+    return v;
+}
+
+class KernelSets : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const MP3D_Kernel_Set *set : {MP3D_avx2_kernels(), MP3D_armv6_kernels()})
+            if (set != nullptr) sets_.push_back(set);
+        if (sets_.empty()) GTEST_SKIP() << "no processor-specific kernel set in this build";
+        MP3D_init_tables(&st_);
+    }
+    std::vector<const MP3D_Kernel_Set *> sets_;
+    MP3D_Decoder_State st_{};
+};
+
+// Whole halves over three consecutive granules (DCT into the history, window,
+// history move), so that moved history is windowed too. Slots are random,
+// or two extremes alternating by subband or by slot, so that the folding
+// sums wrap and the frequency inversion meets INT32_MIN.
+TEST_F(KernelSets, SynthesisHalvesMatchPortable) {
+    std::mt19937 rng(7);
+    for (const MP3D_Kernel_Set *set : sets_) {
+        for (int round = 0; round < 400; ++round) {
+            SCOPED_TRACE(std::string(set->name) + " round " + std::to_string(round));
+            const int kind = round % 7;
+            const int32_t a = kEdges[round / 7 % kNumEdges], b = kEdges[round % kNumEdges];
+            std::vector<int32_t> hist_p = words(rng, 768, kind % 5, a), hist_v = hist_p;
+            for (int granule = 0; granule < 3; ++granule) {
+                std::vector<int32_t> samples = words(rng, 576, kind % 5, a);
+                for (int i = 0; kind >= 5 && i < 576; ++i)
+                    samples[i] = ((kind == 5 ? i / 18 : i) % 2) ? b : a;
+                for (int half = 0; half < 2; ++half) {
+                    kPortableKernels.subband_dct9(samples.data(), half, hist_p.data());
+                    set->subband_dct9(samples.data(), half, hist_v.data());
+                    ASSERT_EQ(hist_p, hist_v) << "DCT, half " << half;
+                    // One word of margin on either side of the 288 outputs.
+                    std::vector<int32_t> pcm_p(290, 0x5a5a5a5a), pcm_v = pcm_p;
+                    kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data() + 1, window_lf);
+                    set->polyphase_window(hist_v.data(), pcm_v.data() + 1, window_lf);
+                    ASSERT_EQ(pcm_p, pcm_v) << "PCM, half " << half;
+                    ASSERT_EQ(hist_p, hist_v) << "history move, half " << half;
+                }
+            }
+        }
+    }
+}
+
+// Long-block runs of every length from every start, butterflies at every
+// boundary of the run (with the spill into the subband after it) or all but
+// the last, each current block type after each previous one (the same for
+// all subbands or differing per subband, as after a mixed block), in place
+// and into a separate output: output, spectrum, overlap and recorded types.
+TEST_F(KernelSets, HybridLongRunsMatchPortable) {
+    struct Channel {
+        std::vector<int32_t> x, out, ovl;
+        std::vector<uint32_t> prev;
+        bool operator==(const Channel &) const = default;
+    };
+    const MP3D_Table_Pointers &t = st_.tables;
+    std::mt19937 rng(3636);
+    int round = 0;
+    for (const MP3D_Kernel_Set *set : sets_)
+        for (int first = 0; first < 32; ++first)
+            for (int count = 0; first + count <= 32; ++count)
+                for (int spill = 0; spill < 2; ++spill, ++round) {
+                    const int kind = round % 5;
+                    const int32_t fill = kEdges[round / 5 % kNumEdges];
+                    Channel ch{words(rng, 576, kind, fill), words(rng, 576, 1),
+                               words(rng, 32 * 9, kind, fill), std::vector<uint32_t>(32)};
+                    for (uint32_t &p : ch.prev) p = round % 3 ? rng() % 4 : round / 3 % 4;
+                    const int alias_count =
+                        std::max(spill && first + count < 32 ? count : count - 1, 0);
+                    const bool in_place = round % 5 != 0;
+                    const int32_t *cos =
+                        round % 2 ? t.coef_cos_long_interleaved : t.coef_cos_long_root2_interleaved;
+                    for (uint32_t bt : {0u, 1u, 3u}) {
+                        SCOPED_TRACE(std::string(set->name) + " first " + std::to_string(first) +
+                                     " count " + std::to_string(count) + " alias " +
+                                     std::to_string(alias_count) + " type " + std::to_string(bt));
+                        Channel want = ch, got = ch;
+                        for (auto [k, c] : {std::pair{&kPortableKernels, &want}, {set, &got}}) {
+                            int32_t *out = in_place ? c->x.data() : c->out.data();
+                            k->hybrid_long(c->x.data() + 18 * first, out + 18 * first, count,
+                                           alias_count, bt, c->ovl.data() + 9 * first,
+                                           c->prev.data() + first, cos, t.Cs_Ca_tbl_lf,
+                                           t.imdct_win_lf);
+                        }
+                        ASSERT_TRUE(got == want);
+                    }
+                }
+}
+
+}  // namespace
