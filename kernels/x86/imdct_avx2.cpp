@@ -19,69 +19,19 @@
 // block), and then the window words of the overlap are gathered per lane.
 #include "kernels/x86/imdct_avx2.h"
 
-#include <immintrin.h>
-
 #include "decoder/tables/imdct_tables.h"
+#include "kernels/x86/avx2_ops.h"
 
 namespace mp3d {
 namespace {
 
-using V = __m256i;
+using namespace avx2;
 
-inline V add(V a, V b) {
-    return _mm256_add_epi32(a, b);
-}
-inline V sub(V a, V b) {
-    return _mm256_sub_epi32(a, b);
-}
-inline V neg(V a) {
-    return _mm256_sub_epi32(_mm256_setzero_si256(), a);
-}
 inline V x2(V a) {
-    return _mm256_add_epi32(a, a);
+    return shl<1>(a);
 }
 inline V x4(V a) {
-    return _mm256_slli_epi32(a, 2);
-}
-inline V bc(int32_t c) {
-    return _mm256_set1_epi32(c);
-}
-
-inline V round_word() {
-    return _mm256_set1_epi64x(int64_t{1} << 31);
-}
-
-// Upper words of the 64-bit lanes of even (products of lanes 0, 2, 4, 6) and
-// odd (lanes 1, 3, 5, 7) back into eight lanes.
-inline V upper_words(V even, V odd) {
-    return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xAA);
-}
-
-// (a b + 2^31) >> 32 per lane, b broadcast (the same word in every lane).
-inline V mulhi_c(V a, V b) {
-    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, b), round_word());
-    const V odd = _mm256_add_epi64(_mm256_mul_epi32(_mm256_srli_epi64(a, 32), b), round_word());
-    return upper_words(even, odd);
-}
-inline V mulhi_c(V a, int32_t c) {
-    return mulhi_c(a, bc(c));
-}
-
-// (a b + 2^31) >> 32 per lane, b per lane.
-inline V mulhi(V a, V b) {
-    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, b), round_word());
-    const V odd = _mm256_add_epi64(
-        _mm256_mul_epi32(_mm256_srli_epi64(a, 32), _mm256_srli_epi64(b, 32)), round_word());
-    return upper_words(even, odd);
-}
-
-// acc + ((2^31 - a b) >> 32) per lane, b per lane: one rounding of the
-// difference, as mulhi_round_sub.
-inline V mulhi_sub(V acc, V a, V b) {
-    const V even = _mm256_sub_epi64(round_word(), _mm256_mul_epi32(a, b));
-    const V odd = _mm256_sub_epi64(
-        round_word(), _mm256_mul_epi32(_mm256_srli_epi64(a, 32), _mm256_srli_epi64(b, 32)));
-    return add(acc, upper_words(even, odd));
+    return shl<2>(a);
 }
 
 // Columns c .. c + 3 of eight rows of words (row r at base + r stride): one
@@ -137,20 +87,20 @@ inline void idct9(V *a, const int32_t *coeff9) {
     const V o0 = add(h, f);
     const V o6 = sub(h, x2(f));
 
-    const V m1 = mulhi_c(d3, coeff9[0]);
-    const V m2 = mulhi_c(sub(e2, e4), coeff9[1]);
-    const V m3 = mulhi_c(sub(e1, e4), coeff9[2]);
-    const V m4 = mulhi_c(sub(e1, e2), coeff9[3]);
+    const V m1 = mulhi_round(d3, coeff9[0]);
+    const V m2 = mulhi_round(sub(e2, e4), coeff9[1]);
+    const V m3 = mulhi_round(sub(e1, e4), coeff9[2]);
+    const V m4 = mulhi_round(sub(e1, e2), coeff9[3]);
 
     const V o4 = sub(sub(g, x4(m2)), x4(m3));
     const V o8 = add(add(g, x4(m3)), x4(m4));
     const V o2 = sub(x4(m4), add(g, x4(m2)));
 
-    const V o3 = x4(mulhi_c(add(sub(d1, d2), d4), coeff9[0]));
+    const V o3 = x4(mulhi_round(add(sub(d1, d2), d4), coeff9[0]));
 
-    const V p1 = mulhi_c(add(d2, d4), coeff9[4]);
-    const V p2 = mulhi_c(sub(d1, d4), coeff9[5]);
-    const V p3 = mulhi_c(add(d1, d2), coeff9[6]);
+    const V p1 = mulhi_round(add(d2, d4), coeff9[4]);
+    const V p2 = mulhi_round(sub(d1, d4), coeff9[5]);
+    const V p3 = mulhi_round(add(d1, d2), coeff9[6]);
 
     const V o5 = sub(x4(sub(m1, p1)), x4(p2));
     const V o7 = add(x4(add(m1, p1)), x4(p3));
@@ -173,101 +123,124 @@ inline void alias_reduce(int32_t *x, V cs, V ca, V reverse) {
     const V lo = _mm256_permutevar8x32_epi32(
         _mm256_loadu_si256(reinterpret_cast<const V *>(x + 10)), reverse);
     const V up = _mm256_loadu_si256(reinterpret_cast<const V *>(x + 18));
-    const V lo2 = x2(mulhi_sub(mulhi(cs, lo), ca, up));
-    const V up2 = x2(add(mulhi(cs, up), mulhi(ca, lo)));
+    const V lo2 = x2(mulhi_round_sub_lanes(mulhi_round_lanes(cs, lo), ca, up));
+    const V up2 = x2(add(mulhi_round_lanes(cs, up), mulhi_round_lanes(ca, lo)));
     _mm256_storeu_si256(reinterpret_cast<V *>(x + 10), _mm256_permutevar8x32_epi32(lo2, reverse));
     _mm256_storeu_si256(reinterpret_cast<V *>(x + 18), up2);
+}
+
+// First stage of the transform for the input lines k and 17 - k: the
+// cosine-weighted sum into a and the weighted difference into b.
+inline void fold(V lo, V hi, int k, const int32_t *cos_table, V &a, V &b) {
+    const V p = mulhi_round(lo, cos_table[k]);
+    const V q = mulhi_round(hi, cos_table[17 - k]);
+    a = add(p, q);
+    b = x2(mulhi_round(sub(p, q), cos_table[18 + k]));
 }
 
 // Up to eight subbands (x, out at stride 18, ovl at stride 9, previous block
 // types prev[0..7]; the first `rows` of them exist) after their butterflies:
 // the transform, windowing and overlap of imdct_lee_36. out may be x.
+//
+// The work is ordered so that few vectors are live at once (the frame stays
+// small): each pair of input column groups is folded as soon as it is
+// loaded; the overlap words are loaded just before the new overlap (which
+// the first half of the output recursion gives) replaces them; the output
+// is windowed and stored in two halves. Every input line is loaded before
+// any output is stored.
 template <bool kSamePrevious>
 void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,
                 uint32_t block_type, const int32_t *cos_table, const int32_t (*window)[36]) {
-    // Every input is loaded before any output is stored. The stages sit in
-    // their own scopes so that their arrays share stack space.
-    V u[9], t[9];
+    V A[9], B[9];
     {
-        V A[9], B[9];
-        {
-            V in[20];
-            load_columns(x, 18, 0, in, rows);
-            load_columns(x, 18, 4, in + 4, rows);
-            load_columns(x, 18, 8, in + 8, rows);
-            load_columns(x, 18, 12, in + 12, rows);
-            V tail[4];
-            load_columns(x, 18, 14, tail, rows);
-            in[16] = tail[2];
-            in[17] = tail[3];
-            for (int k = 0; k < 9; ++k) {
-                const V p = mulhi_c(in[k], cos_table[k]);
-                const V q = mulhi_c(in[17 - k], cos_table[17 - k]);
-                A[k] = add(p, q);
-                B[k] = x2(mulhi_c(sub(p, q), cos_table[18 + k]));
-            }
-        }
-        idct9(A, idctlee_III_coeff);
-        idct9(B, idctlee_III_coeff);
-        V s = B[0];
-        u[0] = x2(A[0]);
-        t[0] = sub(u[0], x4(s));
-        for (int j = 1; j < 9; ++j) {
+        V lo[4], hi[4];
+        load_columns(x, 18, 0, lo, rows);
+        load_columns(x, 18, 14, hi, rows);
+        for (int k = 0; k < 4; ++k) fold(lo[k], hi[3 - k], k, cos_table, A[k], B[k]);
+        load_columns(x, 18, 4, lo, rows);
+        load_columns(x, 18, 10, hi, rows);
+        for (int k = 4; k < 8; ++k) fold(lo[k - 4], hi[7 - k], k, cos_table, A[k], B[k]);
+        load_columns(x, 18, 8, lo, rows);
+        fold(lo[0], lo[1], 8, cos_table, A[8], B[8]);
+    }
+    idct9(A, idctlee_III_coeff);
+    idct9(B, idctlee_III_coeff);
+
+    // u[j] = t[j - 1] + 2 A[j], t[j] = u[j] - 4 s[j] with s[j] = B[j] - s[j - 1].
+    // u[0..4] and t[0..3] make the new overlap, t[4..8] and u[5..8] the
+    // input of the windowing.
+    V s = B[0];
+    V u = x2(A[0]);
+    V t = sub(u, x4(s));
+    {
+        V z[9];
+        z[8] = neg(u);
+        z[7] = t;
+        for (int j = 1; j < 5; ++j) {
             s = sub(B[j], s);
-            u[j] = add(t[j - 1], x2(A[j]));
-            t[j] = sub(u[j], x4(s));
+            u = add(t, x2(A[j]));
+            t = sub(u, x4(s));
+            z[8 - 2 * j] = neg(u);
+            if (j < 4) z[7 - 2 * j] = t;
         }
-    }
-    const V v[9] = {neg(t[4]), u[5], neg(t[5]), u[6], neg(t[6]), u[7], neg(t[7]), u[8], neg(t[8])};
-
-    V o[12];
-    load_columns(ovl, 9, 0, o, rows);
-    load_columns(ovl, 9, 4, o + 4, rows);
-    V o_tail[4];
-    load_columns(ovl, 9, 5, o_tail, rows);
-    o[8] = o_tail[3];
-
-    const int32_t *wc = window[block_type & 3];
-    V index = _mm256_setzero_si256();
-    if constexpr (!kSamePrevious) {
-        index = _mm256_mullo_epi32(
-            _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const V *>(prev)), bc(3)), bc(36));
-    }
-    const int32_t *wp = window[prev[0] & 3];
-    V y[20];
-    for (int i = 0; i < 9; ++i) {
-        V head, tail_o;
-        if constexpr (kSamePrevious) {
-            head = mulhi_c(o[i], wp[18 + i]);
-            tail_o = mulhi_c(o[i], wp[35 - i]);
-        } else {
-            const V w_head = _mm256_i32gather_epi32(&window[0][0], add(index, bc(18 + i)), 4);
-            const V w_tail = _mm256_i32gather_epi32(&window[0][0], add(index, bc(35 - i)), 4);
-            head = mulhi(o[i], w_head);
-            tail_o = mulhi(o[i], w_tail);
+        V o[9];
+        {
+            V o_tail[4];
+            load_columns(ovl, 9, 0, o, rows);
+            load_columns(ovl, 9, 4, o + 4, rows);
+            load_columns(ovl, 9, 5, o_tail, rows);
+            o[8] = o_tail[3];
         }
-        y[i] = add(head, mulhi_c(v[i], wc[i]));
-        y[17 - i] = add(tail_o, mulhi_c(v[i], wc[17 - i]));
-    }
+        store_columns(ovl, 9, 0, z, rows);
+        store_columns(ovl, 9, 4, z + 4, rows);
+        store_columns(ovl, 9, 5, z + 5, rows);
 
-    store_columns(out, 18, 0, y, rows);
-    store_columns(out, 18, 4, y + 4, rows);
-    store_columns(out, 18, 8, y + 8, rows);
-    store_columns(out, 18, 12, y + 12, rows);
-    store_columns(out, 18, 14, y + 14, rows);
-    V z[12];
-    z[0] = neg(u[4]);
-    z[1] = t[3];
-    z[2] = neg(u[3]);
-    z[3] = t[2];
-    z[4] = neg(u[2]);
-    z[5] = t[1];
-    z[6] = neg(u[1]);
-    z[7] = t[0];
-    z[8] = neg(u[0]);
-    store_columns(ovl, 9, 0, z, rows);
-    store_columns(ovl, 9, 4, z + 4, rows);
-    store_columns(ovl, 9, 5, z + 5, rows);
+        V v[9];
+        v[0] = neg(t);
+        for (int j = 5; j < 9; ++j) {
+            s = sub(B[j], s);
+            u = add(t, x2(A[j]));
+            t = sub(u, x4(s));
+            v[2 * j - 9] = u;
+            v[2 * j - 8] = neg(t);
+        }
+
+        const int32_t *wc = window[block_type & 3];
+        V index = _mm256_setzero_si256();
+        if constexpr (!kSamePrevious) {
+            index = _mm256_mullo_epi32(
+                _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const V *>(prev)),
+                                 broadcast(3)),
+                broadcast(36));
+        }
+        const int32_t *wp = window[prev[0] & 3];
+        V y[18];
+        const auto window_pair = [&](int i) {
+            V head, tail_o;
+            if constexpr (kSamePrevious) {
+                head = mulhi_round(o[i], wp[18 + i]);
+                tail_o = mulhi_round(o[i], wp[35 - i]);
+            } else {
+                const V w_head =
+                    _mm256_i32gather_epi32(&window[0][0], add(index, broadcast(18 + i)), 4);
+                const V w_tail =
+                    _mm256_i32gather_epi32(&window[0][0], add(index, broadcast(35 - i)), 4);
+                head = mulhi_round_lanes(o[i], w_head);
+                tail_o = mulhi_round_lanes(o[i], w_tail);
+            }
+            y[i] = add(head, mulhi_round(v[i], wc[i]));
+            y[17 - i] = add(tail_o, mulhi_round(v[i], wc[17 - i]));
+        };
+        // Lines 0..3 and 14..17, then 4..13 (groups 8 and 10 overlap in
+        // lines 10 and 11, which get the same words twice).
+        for (int i = 0; i < 4; ++i) window_pair(i);
+        store_columns(out, 18, 0, y, rows);
+        store_columns(out, 18, 14, y + 14, rows);
+        for (int i = 4; i < 9; ++i) window_pair(i);
+        store_columns(out, 18, 4, y + 4, rows);
+        store_columns(out, 18, 8, y + 8, rows);
+        store_columns(out, 18, 10, y + 10, rows);
+    }
 }
 
 void transform8_any(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *prev, int rows,

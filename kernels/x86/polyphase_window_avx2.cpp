@@ -46,22 +46,17 @@
 
 #include "kernels/fixed_point.h"
 #include "kernels/subband_window.h"
+#include "kernels/x86/avx2_ops.h"
 #include "kernels/x86/synthesis_avx2.h"
 #include "kernels/x86/window_lanes_avx2.h"
 
 namespace mp3d {
 namespace {
 
-using V = __m256i;
+using namespace avx2;
 
-inline V load8(const int32_t *p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
 inline __m128i load4(const int32_t *p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-}
-inline void store8(int32_t *p, V v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v);
 }
 
 // Eight history rows, one per lane: row l starts at rest + 12 l, except row
@@ -161,11 +156,6 @@ inline Wide wide(V v) {
     return {v, _mm256_srli_epi64(v, 32)};
 }
 
-// Rounded upper word of a * c plus 2^31, in the upper half of each 64-bit lane.
-inline V round_product(V a, V c) {
-    return _mm256_add_epi64(_mm256_mul_epi32(a, c), _mm256_set1_epi64x(int64_t{1} << 31));
-}
-
 // Sum of the four rounded full-word products: taps 3 and 4, even-age and odd-age.
 inline V large_group(const Wide &e3, const Wide &o3, const Wide &e4, const Wide &o4,
                      const Wide *c) {
@@ -175,7 +165,7 @@ inline V large_group(const Wide &e3, const Wide &o3, const Wide &e4, const Wide 
     const V odd = _mm256_add_epi32(
         _mm256_add_epi32(round_product(e3.odd, c[0].odd), round_product(o3.odd, c[1].odd)),
         _mm256_add_epi32(round_product(e4.odd, c[2].odd), round_product(o4.odd, c[3].odd)));
-    return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xaa);
+    return upper_words(even, odd);
 }
 
 inline V to_pcm(V s1, V m, V s2) {
@@ -263,9 +253,8 @@ __attribute__((always_inline)) inline V parity_slots(const Rows &upper_rows, con
                             even_sum[set] = pe;
                             odd_sum[set] = po;
                         } else {
-                            const V m = _mm256_blend_epi32(
-                                _mm256_srli_epi64(_mm256_add_epi32(even_sum[set], pe), 32),
-                                _mm256_add_epi32(odd_sum[set], po), 0xaa);
+                            const V m = upper_words(_mm256_add_epi32(even_sum[set], pe),
+                                                    _mm256_add_epi32(odd_sum[set], po));
                             acc[c][set] = _mm256_add_epi32(acc[c][set], _mm256_slli_epi32(m, 2));
                             // Parked in the slot's output words until its
                             // taps 5..7 arrive.
@@ -383,10 +372,9 @@ void outputs16(const int32_t *synthesis, const int32_t *window, int32_t *pcm) {
         sum_odd[g] = _mm256_add_epi32(sum_odd[g], _mm256_mul_epi32(a.odd, c));
     }
     const V c3 = _mm256_set1_epi32(wrap_add(wrap_shl(static_cast<int16_t>(w[1]), 16), 1 << 14));
-    const V m = _mm256_blend_epi32(_mm256_srli_epi64(round_product(tap3.even, c3), 32),
-                                   round_product(tap3.odd, c3), 0xaa);
-    const V s1 = _mm256_blend_epi32(_mm256_srli_epi64(sum_even[0], 32), sum_odd[0], 0xaa);
-    const V s2 = _mm256_blend_epi32(_mm256_srli_epi64(sum_even[1], 32), sum_odd[1], 0xaa);
+    const V m = upper_words(round_product(tap3.even, c3), round_product(tap3.odd, c3));
+    const V s1 = upper_words(sum_even[0], sum_odd[0]);
+    const V s2 = upper_words(sum_even[1], sum_odd[1]);
     alignas(32) int32_t out[8];
     _mm256_store_si256(reinterpret_cast<__m256i *>(out), to_pcm(s1, m, s2));
     const int slots[8] = {8, 6, 4, 2, 7, 5, 3, 1};

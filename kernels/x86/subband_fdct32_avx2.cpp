@@ -25,61 +25,13 @@
 #include "decoder/tables/synthesis_tables.h"
 #include "kernels/subband_fdct32_steps.h"
 #include "kernels/subband_window.h"
+#include "kernels/x86/avx2_ops.h"
 #include "kernels/x86/synthesis_avx2.h"
 
 namespace mp3d {
 namespace {
 
-using V = __m256i;
-
-inline V add(V a, V b) {
-    return _mm256_add_epi32(a, b);
-}
-inline V sub(V a, V b) {
-    return _mm256_sub_epi32(a, b);
-}
-template <int kShift>
-inline V shl(V a) {
-    if constexpr (kShift == 1) return _mm256_add_epi32(a, a);
-    return _mm256_slli_epi32(a, kShift);
-}
-
-inline V coeff(int32_t c) {
-    return _mm256_set1_epi32(c);
-}
-
-// Hides where p points, so that the coefficients read through it are
-// broadcast from memory where they are used: the compiler would otherwise
-// keep every broadcast coefficient for the next transform, and spill them.
-inline void opaque(const int32_t *&p) {
-    asm("" : "+r"(p));
-}
-
-// Upper words of the 64-bit lanes of even (products of lanes 0, 2, 4, 6) and
-// odd (lanes 1, 3, 5, 7) back into eight lanes.
-inline V upper_words(V even, V odd) {
-    return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xAA);
-}
-
-// (a c + 2^31) >> 32 per lane.
-inline V mulhi_round(V a, int32_t c) {
-    const V k = coeff(c), round = _mm256_set1_epi64x(int64_t{1} << 31);
-    const V even = _mm256_add_epi64(_mm256_mul_epi32(a, k), round);
-    const V odd = _mm256_add_epi64(_mm256_mul_epi32(_mm256_srli_epi64(a, 32), k), round);
-    return upper_words(even, odd);
-}
-
-// acc + ((2^31 - a c) >> 32) per lane: one rounding of the difference.
-inline V mulhi_round_sub(V acc, V a, int32_t c) {
-    const V k = coeff(c), round = _mm256_set1_epi64x(int64_t{1} << 31);
-    const V even = _mm256_sub_epi64(round, _mm256_mul_epi32(a, k));
-    const V odd = _mm256_sub_epi64(round, _mm256_mul_epi32(_mm256_srli_epi64(a, 32), k));
-    return add(acc, upper_words(even, odd));
-}
-
-inline V mulhi_round_add(V acc, V a, int32_t c) {
-    return add(acc, mulhi_round(a, c));
-}
+using namespace avx2;
 
 inline V mul_q31(V a, int32_t c) {
     return shl<1>(mulhi_round(a, c));
