@@ -91,13 +91,16 @@ DecodeResult decode_mp3d_with(const Stream &stream, const mp3d::MP3D_Kernel_Set 
     return r;
 }
 
-// mp3d with the portable kernels, and with the vector kernels where this
-// build and processor have them.
+// mp3d with the portable kernels, and with the processor-specific kernels
+// (AVX2, ARMv6) where this build and processor have them.
 DecodeResult decode_mp3d_portable(const Stream &stream, void (*before_release)()) {
     return decode_mp3d_with(stream, &mp3d::kPortableKernels, before_release);
 }
 DecodeResult decode_mp3d_avx2(const Stream &stream, void (*before_release)()) {
     return decode_mp3d_with(stream, mp3d::MP3D_avx2_kernels(), before_release);
+}
+DecodeResult decode_mp3d_armv6(const Stream &stream, void (*before_release)()) {
+    return decode_mp3d_with(stream, mp3d::MP3D_armv6_kernels(), before_release);
 }
 
 #ifdef MP3D_BENCH_HAVE_MPG123
@@ -267,6 +270,7 @@ std::vector<Decoder> all_decoders() {
     std::vector<Decoder> d;
     d.push_back({"mp3d", decode_mp3d_portable});
     if (mp3d::MP3D_avx2_kernels() != nullptr) d.push_back({"mp3d-avx2", decode_mp3d_avx2});
+    if (mp3d::MP3D_armv6_kernels() != nullptr) d.push_back({"mp3d-armv6", decode_mp3d_armv6});
 #ifdef MP3D_BENCH_HAVE_MPG123
     d.push_back({"mpg123", decode_mpg123});
     d.push_back({"mpg123-generic", decode_mpg123_generic});
