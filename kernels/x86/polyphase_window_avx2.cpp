@@ -156,18 +156,6 @@ inline Wide wide(V v) {
     return {v, _mm256_srli_epi64(v, 32)};
 }
 
-// Sum of the four rounded full-word products: taps 3 and 4, even-age and odd-age.
-inline V large_group(const Wide &e3, const Wide &o3, const Wide &e4, const Wide &o4,
-                     const Wide *c) {
-    const V even = _mm256_add_epi32(
-        _mm256_add_epi32(round_product(e3.even, c[0].even), round_product(o3.even, c[1].even)),
-        _mm256_add_epi32(round_product(e4.even, c[2].even), round_product(o4.even, c[3].even)));
-    const V odd = _mm256_add_epi32(
-        _mm256_add_epi32(round_product(e3.odd, c[0].odd), round_product(o3.odd, c[1].odd)),
-        _mm256_add_epi32(round_product(e4.odd, c[2].odd), round_product(o4.odd, c[3].odd)));
-    return upper_words(even, odd);
-}
-
 inline V to_pcm(V s1, V m, V s2) {
     const V acc = _mm256_add_epi32(
         _mm256_add_epi32(_mm256_andnot_si256(_mm256_set1_epi32(3), s1), _mm256_slli_epi32(m, 2)),
