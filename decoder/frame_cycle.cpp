@@ -43,11 +43,6 @@ int32_t Mp3_Decode_Info(MP3D_Decoder_State *state) {
     return MP3D_OK;
 }
 
-void MP3D_asl_shift(int32_t *pcm, MP3D_Decoder_State *state) {
-    if (state->config->pcm_no_shift != 0) return;
-    for (int i = 0; i < 288; ++i) pcm[i] >>= 8;
-}
-
 int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
     const int gr = state->granule_index;
     const int channels = state->channels;
@@ -77,8 +72,8 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
             state->kernels->subband_dct9(x, half, synthesis);
             state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
         }
-        // The output shift (MP3D_asl_shift) is applied while interleaving
-        // into the caller's buffer, in one pass over the 576 words.
+        // The shift to 16 bits (unless pcm_no_shift) is applied while
+        // interleaving into the caller's buffer, in one pass over the 576 words.
         Mp3_pcm_deliver(output + ch, state->pcm_buffer, kSpectralWords, channels == 2 ? 2 : 1,
                         state->config->pcm_no_shift);
     }

@@ -10,7 +10,6 @@ int32_t Mp3_Decode_Info(MP3D_Decoder_State *state);
 int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state);
 int32_t Mp3_Decode_End(MP3D_Decoder_State *state);
 int32_t Mp2_Decode_End(MP3D_Decoder_State *state);
-void MP3D_asl_shift(int32_t *pcm, MP3D_Decoder_State *state);
 
 }  // namespace mp3d
 

@@ -154,9 +154,13 @@ void MP3D_subband_window_1(const int32_t *window, int32_t *pcm, int32_t *synthes
                     synthesis + kSynthesisOddLower + 12 * (j - 1), w, pcm + 32 * 8, j);
     }
 
-    // History move, in both parts: odd-bank columns 4..11 take the even-bank
-    // columns 0..7 and even-bank columns 5..11 the odd-bank columns 0..6, so
-    // that the next half's slot 0 finds the slots 1..16 back in place.
+    MP3D_synthesis_history_move(synthesis);
+}
+
+void MP3D_synthesis_history_move(int32_t *synthesis) {
+    // In both parts: odd-bank columns 4..11 take the even-bank columns 0..7
+    // and even-bank columns 5..11 the odd-bank columns 0..6, so that the next
+    // half's slot 0 finds the slots 1..16 back in place.
     for (int part = 0; part < 2; ++part) {
         int32_t *odd = synthesis + (part ? kSynthesisOddLower : kSynthesisOddUpper);
         int32_t *even = synthesis + (part ? kSynthesisEvenLower : kSynthesisEvenUpper);

@@ -151,18 +151,7 @@ void MP3D_subband_window_1_armv6(const int32_t *window, int32_t *pcm, int32_t *s
         out[32 - j] = b;
     }
 
-    // History move: odd-bank columns 4..11 take the even-bank columns 0..7,
-    // even-bank columns 5..11 the odd-bank columns 0..6.
-    for (int part = 0; part < 2; ++part) {
-        int32_t *odd = synthesis + (part ? kSynthesisOddLower : kSynthesisOddUpper);
-        int32_t *even = synthesis + (part ? kSynthesisEvenLower : kSynthesisEvenUpper);
-        for (int row = 0; row < 16; ++row, odd += 12, even += 12) {
-            int32_t old_even[8];
-            for (int m = 0; m < 8; ++m) old_even[m] = even[m];
-            for (int m = 0; m < 7; ++m) even[5 + m] = odd[m];
-            for (int m = 0; m < 8; ++m) odd[4 + m] = old_even[m];
-        }
-    }
+    MP3D_synthesis_history_move(synthesis);
 }
 
 int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
