@@ -3,6 +3,7 @@
 #include "kernels/imdct_winola.h"
 
 #include "kernels/fixed_point.h"
+#include "kernels/idct9_steps.h"
 
 namespace mp3d {
 
@@ -36,64 +37,23 @@ void alias_reduce(int32_t *x, const int32_t *cs_ca) {
     }
 }
 
-[[gnu::always_inline]] inline void idct9(int32_t *a, const int32_t *coeff9) {
-    const int32_t k0 = coeff9[0], k1 = coeff9[1], k2 = coeff9[2], k3 = coeff9[3];
-    const int32_t k4 = coeff9[4], k5 = coeff9[5], k6 = coeff9[6];
-
-    const int32_t e1 = add(a[3], a[5]), d1 = sub(a[3], a[5]);
-    const int32_t e2 = add(a[2], a[6]), d2 = sub(a[6], a[2]);
-    const int32_t e3 = add(a[1], a[7]), d3 = sub(a[1], a[7]);
-    const int32_t e4 = add(a[0], a[8]), d4 = sub(a[8], a[0]);
-
-    const int32_t f = add(e3, a[4]);
-    const int32_t g = sub(x2(a[4]), e3);
-    const int32_t h = add(add(e1, e2), e4);
-
-    const int32_t o0 = add(h, f);
-    const int32_t o6 = sub(h, x2(f));
-
-    const int32_t m1 = mulhi_round(k0, d3);
-    const int32_t m2 = mulhi_round(k1, sub(e2, e4));
-    const int32_t m3 = mulhi_round(k2, sub(e1, e4));
-    const int32_t m4 = mulhi_round(k3, sub(e1, e2));
-
-    const int32_t o4 = sub(sub(g, x4(m2)), x4(m3));
-    const int32_t o8 = add(add(g, x4(m3)), x4(m4));
-    const int32_t o2 = sub(x4(m4), add(g, x4(m2)));
-
-    const int32_t o3 = x4(mulhi_round(k0, add(sub(d1, d2), d4)));
-
-    const int32_t p1 = mulhi_round(k4, add(d2, d4));
-    const int32_t p2 = mulhi_round(k5, sub(d1, d4));
-    const int32_t p3 = mulhi_round(k6, add(d1, d2));
-
-    const int32_t o5 = sub(x4(sub(m1, p1)), x4(p2));
-    const int32_t o7 = add(x4(add(m1, p1)), x4(p3));
-    const int32_t o1 = sub(x4(p3), x4(add(m1, p2)));
-
-    a[0] = o0;
-    a[1] = o1;
-    a[2] = o2;
-    a[3] = o3;
-    a[4] = o4;
-    a[5] = o5;
-    a[6] = o6;
-    a[7] = o7;
-    a[8] = o8;
-}
+// Lane operations of the shared 9-point steps on single values.
+struct Scalar_Lanes {
+    static int32_t add(int32_t a, int32_t b) { return wrap_add(a, b); }
+    static int32_t sub(int32_t a, int32_t b) { return wrap_sub(a, b); }
+    static int32_t x2(int32_t a) { return wrap_shl(a, 1); }
+    static int32_t x4(int32_t a) { return wrap_shl(a, 2); }
+    static int32_t mulhi(int32_t c, int32_t v) { return mulhi_round(c, v); }
+};
 
 // Both 9-point transforms of a 36-point IMDCT in one call: one prologue and
 // one set of coefficient loads for the two.
 [[gnu::noinline]] void idct9_pair(int32_t *A, int32_t *B, const int32_t *coeff9) {
-    idct9(A, coeff9);
-    idct9(B, coeff9);
+    idct9_steps<Scalar_Lanes>(A, coeff9);
+    idct9_steps<Scalar_Lanes>(B, coeff9);
 }
 
 }  // namespace
-
-void idct_III_lee_9(int32_t *a, const int32_t *coeff9) {
-    idct9(a, coeff9);
-}
 
 void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int32_t *coeff9,
                   int alias_flag, int32_t *ovl, uint32_t block_type, uint32_t prev_block_type,

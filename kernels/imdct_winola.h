@@ -28,10 +28,6 @@ void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int3
                   int alias_flag, int32_t *ovl, uint32_t block_type, uint32_t prev_block_type,
                   const int32_t *cs_ca, const int32_t (*window)[36]);
 
-// 9-point DCT-II in place: a[k] = sum_n a[n] cos(pi k (2n + 1) / 18), doubled
-// for k >= 1.
-void idct_III_lee_9(int32_t *a, const int32_t *coeff9);
-
 // One short window: reads x[0], x[3], ..., x[15] and writes the 6 distinct
 // values of the 12-point IMDCT to s[0..5] (s[0..2] = y[0..2]/2,
 // s[3..5] = y[6..8]/2). cos_table: 9 words (short plain or root2).

@@ -20,6 +20,7 @@
 #include "kernels/x86/imdct_avx2.h"
 
 #include "decoder/tables/imdct_tables.h"
+#include "kernels/idct9_steps.h"
 #include "kernels/x86/avx2_ops.h"
 
 namespace mp3d {
@@ -73,49 +74,14 @@ inline void store_columns(int32_t *base, int stride, int c, const V *col, int ro
     }
 }
 
-// As the 9-point DCT of the portable kernel.
-inline void idct9(V *a, const int32_t *coeff9) {
-    const V e1 = add(a[3], a[5]), d1 = sub(a[3], a[5]);
-    const V e2 = add(a[2], a[6]), d2 = sub(a[6], a[2]);
-    const V e3 = add(a[1], a[7]), d3 = sub(a[1], a[7]);
-    const V e4 = add(a[0], a[8]), d4 = sub(a[8], a[0]);
-
-    const V f = add(e3, a[4]);
-    const V g = sub(x2(a[4]), e3);
-    const V h = add(add(e1, e2), e4);
-
-    const V o0 = add(h, f);
-    const V o6 = sub(h, x2(f));
-
-    const V m1 = mulhi_round(d3, coeff9[0]);
-    const V m2 = mulhi_round(sub(e2, e4), coeff9[1]);
-    const V m3 = mulhi_round(sub(e1, e4), coeff9[2]);
-    const V m4 = mulhi_round(sub(e1, e2), coeff9[3]);
-
-    const V o4 = sub(sub(g, x4(m2)), x4(m3));
-    const V o8 = add(add(g, x4(m3)), x4(m4));
-    const V o2 = sub(x4(m4), add(g, x4(m2)));
-
-    const V o3 = x4(mulhi_round(add(sub(d1, d2), d4), coeff9[0]));
-
-    const V p1 = mulhi_round(add(d2, d4), coeff9[4]);
-    const V p2 = mulhi_round(sub(d1, d4), coeff9[5]);
-    const V p3 = mulhi_round(add(d1, d2), coeff9[6]);
-
-    const V o5 = sub(x4(sub(m1, p1)), x4(p2));
-    const V o7 = add(x4(add(m1, p1)), x4(p3));
-    const V o1 = sub(x4(p3), x4(add(m1, p2)));
-
-    a[0] = o0;
-    a[1] = o1;
-    a[2] = o2;
-    a[3] = o3;
-    a[4] = o4;
-    a[5] = o5;
-    a[6] = o6;
-    a[7] = o7;
-    a[8] = o8;
-}
+// Lane operations of the shared 9-point steps on eight subbands.
+struct Vector_Lanes {
+    static V add(V a, V b) { return avx2::add(a, b); }
+    static V sub(V a, V b) { return avx2::sub(a, b); }
+    static V x2(V a) { return mp3d::x2(a); }
+    static V x4(V a) { return mp3d::x4(a); }
+    static V mulhi(int32_t c, V v) { return mulhi_round(v, c); }
+};
 
 // The butterflies of the boundary between the subband at x and the next one,
 // as alias_reduce of the portable kernel, with lane i holding pair i.
@@ -163,8 +129,8 @@ void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *pr
         load_columns(x, 18, 8, lo, rows);
         fold(lo[0], lo[1], 8, cos_table, A[8], B[8]);
     }
-    idct9(A, idctlee_III_coeff);
-    idct9(B, idctlee_III_coeff);
+    idct9_steps<Vector_Lanes>(A, idctlee_III_coeff);
+    idct9_steps<Vector_Lanes>(B, idctlee_III_coeff);
 
     // u[j] = t[j - 1] + 2 A[j], t[j] = u[j] - 4 s[j] with s[j] = B[j] - s[j - 1].
     // u[0..4] and t[0..3] make the new overlap, t[4..8] and u[5..8] the
