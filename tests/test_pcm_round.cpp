@@ -26,8 +26,9 @@ TEST(PcmRound16, RoundsToNearestWithHalvesUpward) {
 
 TEST(PcmRound16, SaturatesAtBothEnds) {
     EXPECT_EQ(mp3d_pcm_round16(8388607), 32767);  // would round to 32768
-    EXPECT_EQ(mp3d_pcm_round16(8388479), 32767);  // 32766.5: up
-    EXPECT_EQ(mp3d_pcm_round16(8388478), 32766);
+    EXPECT_EQ(mp3d_pcm_round16(8388480), 32767);  // 32767.5: up, saturated
+    EXPECT_EQ(mp3d_pcm_round16(8388224), 32767);  // 32766.5: up
+    EXPECT_EQ(mp3d_pcm_round16(8388223), 32766);
     EXPECT_EQ(mp3d_pcm_round16(-8388608), -32768);
     EXPECT_EQ(mp3d_pcm_round16(-8388480), -32767);  // -32767.5: up
     EXPECT_EQ(mp3d_pcm_round16(-8388481), -32768);
