@@ -3,6 +3,7 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <mp3d.h>
 
@@ -37,19 +38,22 @@ int main(int argc, char **argv) {
     for (i = 0; i < app.config.mem_count; i++)
         app.config.mem_info[i].base = malloc((size_t)app.config.mem_info[i].size);
     app.config.input_callback = feed;
-    app.config.pcm_no_shift = 0; /* 16-bit range; 1 for 24-bit */
+    app.config.pcm_no_shift = 1; /* 24-bit words, rounded to 16 bits below */
     if (mp3d_decode_init(&app.config, app.block) != MP3D_OK) return 1;
 
     while ((status = mp3d_decode_frame(&app.config, &info, pcm)) != MP3D_END_OF_STREAM) {
-        if (status != MP3D_OK) { /* a stream error: the decoder resynchronises */
-            errors++;
-            continue;
-        }
+        /* MP3D_OK and MP3D_ERROR_FRAME_END deliver PCM; MP3D_ERROR_HUFFMAN
+         * means a granule to play as silence; other codes deliver nothing
+         * and the decoder resynchronises by itself. */
+        if (status != MP3D_OK) errors++;
+        if (status == MP3D_ERROR_HUFFMAN) memset(pcm, 0, sizeof pcm);
+        else if (status != MP3D_OK && status != MP3D_ERROR_FRAME_END) continue;
         /* One Layer III granule (576 samples per channel) or one Layer II
          * frame (1152), channels interleaved. */
         int count = (info.layer == 2 ? 1152 : 576) * info.num_channels;
         for (i = 0; i < count; i++) {
-            uint8_t le[2] = {(uint8_t)pcm[i], (uint8_t)(pcm[i] >> 8)};
+            int16_t s = mp3d_pcm_round16(pcm[i]);
+            uint8_t le[2] = {(uint8_t)s, (uint8_t)((uint16_t)s >> 8)};
             fwrite(le, 1, 2, out);
         }
         calls++;
