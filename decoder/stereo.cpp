@@ -25,6 +25,13 @@ constexpr int16_t kStoredPositions = 7;
 constexpr int16_t kLsfPositions = 31;
 // Ranges of the short section (13 bands x 3 windows).
 constexpr int kShortRanges = 39;
+// The top band (long band 21, short band 12 of each window) carries no
+// position of its own. Inside the intensity region it continues the band
+// below it. When the band below is coded normally, that band's scale factor
+// is a gain and not a position; an LSF top band that starts the intensity
+// region then takes position 0, the pair (1, 1): both channels get the left
+// value unscaled. MPEG-1 keeps the band below's factor.
+constexpr int16_t kLsfTopAlone = 0;
 
 enum class Blocks { kLong, kShort, kMixed };
 
@@ -55,14 +62,23 @@ void add_segment(SegmentList *list, int32_t first, int32_t last, int16_t positio
 }
 
 // Long blocks: bands from the first one lying wholly above the right
-// channel's coded part take their positions; band 21 has no position of its
-// own and takes band 20's.
-void build_long(SegmentList *list, const int16_t *bnd, const int16_t *positions, int32_t last) {
+// channel's coded part take their positions; band 21 takes band 20's when
+// band 20 is intensity-coded too.
+void build_long(SegmentList *list, const int16_t *bnd, const int16_t *positions, int32_t last,
+                bool lsf) {
     int b0 = 0;
     while (b0 < 22 && bnd[b0] <= last) ++b0;
     add_segment(list, 0, bnd[b0] - 1, kNoIntensity);
     for (int b = b0; b <= 20; ++b) add_segment(list, bnd[b], bnd[b + 1] - 1, positions[b]);
-    add_segment(list, bnd[b0 > 21 ? b0 : 21], 575, positions[20]);
+    const int16_t top = lsf && b0 > 20 ? kLsfTopAlone : positions[20];
+    add_segment(list, bnd[b0 > 21 ? b0 : 21], 575, top);
+}
+
+// Position of range j, one of the top band's three ranges (the last three of
+// a short or mixed section), given whether the same window's range in the
+// band below is intensity-coded.
+int16_t top_position(const int16_t *positions, int j, bool below_intensity, bool lsf) {
+    return lsf && !below_intensity ? kLsfTopAlone : positions[j];
 }
 
 // Walks ranges start..0 backwards and marks each one intensity (true) or not.
@@ -96,33 +112,38 @@ void walk_backwards(bool *marks, const int16_t *bnd, const int32_t *right, int s
 // Segments from the first range marked intensity upwards, each with its
 // position or 31, then an empty closing range.
 void emit_marked(SegmentList *list, const bool *marks, const int16_t *bnd, const int16_t *positions,
-                 int n_ranges) {
+                 int n_ranges, bool lsf) {
     int j1 = 0;
     while (j1 < n_ranges - 1 && !marks[j1]) ++j1;
     add_segment(list, 0, bnd[j1] - 1, kNoIntensity);
-    for (int j = j1; j < n_ranges; ++j)
-        add_segment(list, bnd[j], bnd[j + 1] - 1, marks[j] ? positions[j] : kNoIntensity);
+    for (int j = j1; j < n_ranges; ++j) {
+        int16_t position = kNoIntensity;
+        if (marks[j])
+            position =
+                j >= n_ranges - 3 ? top_position(positions, j, marks[j - 3], lsf) : positions[j];
+        add_segment(list, bnd[j], bnd[j + 1] - 1, position);
+    }
     add_segment(list, 576, 575, kNoIntensity);
 }
 
 void build_short(SegmentList *list, const int16_t *bnd, const int16_t *positions,
-                 const int32_t *right, int32_t last) {
+                 const int32_t *right, int32_t last, bool lsf) {
     int j0 = 0;
     while (j0 <= 36 && bnd[j0] <= last) j0 += 3;
     if (j0 > 36) j0 = kShortRanges - 1;
     bool marks[kShortRanges];
     walk_backwards(marks, bnd, right, j0, kShortRanges);
-    emit_marked(list, marks, bnd, positions, kShortRanges);
+    emit_marked(list, marks, bnd, positions, kShortRanges, lsf);
 }
 
 void build_mixed(SegmentList *list, const int16_t *bnd, const int16_t *positions,
-                 const int32_t *right, int32_t last, int n_long, int n_total) {
+                 const int32_t *right, int32_t last, int n_long, int n_total, bool lsf) {
     if (bnd[n_long] > last) {
         // The right channel's coded part ends inside the long part: walk
         // the long bands too.
         bool marks[kShortRanges];
         walk_backwards(marks, bnd, right, n_long, n_total);
-        emit_marked(list, marks, bnd, positions, n_total);
+        emit_marked(list, marks, bnd, positions, n_total, lsf);
         return;
     }
     // Otherwise every range from the first one above the coded part is
@@ -130,7 +151,11 @@ void build_mixed(SegmentList *list, const int16_t *bnd, const int16_t *positions
     int j1 = 0;
     while (j1 < n_total - 1 && bnd[j1] <= last) ++j1;
     add_segment(list, 0, bnd[j1] - 1, kNoIntensity);
-    for (int j = j1; j < n_total; ++j) add_segment(list, bnd[j], bnd[j + 1] - 1, positions[j]);
+    for (int j = j1; j < n_total; ++j) {
+        const int16_t position =
+            j >= n_total - 3 ? top_position(positions, j, j - 3 >= j1, lsf) : positions[j];
+        add_segment(list, bnd[j], bnd[j + 1] - 1, position);
+    }
     add_segment(list, bnd[n_total], 575, positions[n_total - 1]);
 }
 
@@ -212,18 +237,19 @@ void III_stereo(int32_t *spectral, const MP3D_Scale_Factors *scale_factors,
         switch (block_kind(right_side_info)) {
             case Blocks::kLong:
                 for (int b = 0; b <= 20; ++b) pos[b] = positions.scalefac_l[b];
-                build_long(&list, record + kSfbLongSection, pos, last);
+                build_long(&list, record + kSfbLongSection, pos, last, lsf);
                 break;
             case Blocks::kShort:
                 copy_scale_fac_short(&positions, pos, 0, 0);
-                build_short(&list, record + kSfbShortSection, pos, right, last);
+                build_short(&list, record + kSfbShortSection, pos, right, last, lsf);
                 break;
             case Blocks::kMixed: {
                 const int n_long = lsf ? 6 : 8;
                 const int n_total = lsf ? 36 : 38;
                 for (int b = 0; b < n_long; ++b) pos[b] = positions.scalefac_l[b];
                 copy_scale_fac_short(&positions, pos, 3, lsf ? 3 : 1);
-                build_mixed(&list, record + kSfbMixedSection, pos, right, last, n_long, n_total);
+                build_mixed(&list, record + kSfbMixedSection, pos, right, last, n_long, n_total,
+                            lsf);
                 break;
             }
         }

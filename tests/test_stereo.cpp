@@ -89,7 +89,9 @@ TEST_F(Stereo, Blocks) {
     // window (3 b + w, band 12 takes band 11's); mixed blocks: the long bands,
     // then short bands 3..12. 'i': intensity with the range's position unless
     // that is illegal (MPEG-1 factor 7, or 8..15 without a factor pair; LSF
-    // mark 31 or a mark no reader leaves); '-': none. Long blocks: the bands
+    // mark 31 or a mark no reader leaves); '-': none; '0': intensity with
+    // position 0, an LSF top band whose band below is coded normally (that
+    // band's factor is a gain, not a position). Long blocks: the bands
     // above the band holding the right channel's last coded line. Short
     // blocks: each window above its own highest non-zero band. Mixed blocks
     // coded into the long part walk the long bands with the window flags in
@@ -119,6 +121,13 @@ TEST_F(Stereo, Blocks) {
         {1, 0, 1, 2, 1, 0, 2, 5, {5}, "i-iiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
         {1, 0, 1, 2, 3, 0, 2, 54, {54}, "-------------iiiiiiiiiiiiiiiiiiiiiiiii"},
         {0, 2, 1, 2, 1, 0, 2, 40, {40}, "-------iiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
+        // LSF top bands starting the intensity region: long, coded into
+        // band 20; short, window 1 coded into band 11; mixed, coded into
+        // band 11 window 1, so band 12's windows 0 and 1 start the region.
+        {0, 0, 1, 2, 1, 0, 0, 500, {}, std::string(21, '-') + "0"},
+        {2, 2, 1, 2, 3, 1, 0, 573, {}, std::string(21, '-') + "0"},
+        {2, 2, 1, 2, 3, 0, 1, 494, {494}, "i-ii-ii-ii-ii-ii-ii-ii-ii-ii-ii-ii-ii0i"},
+        {0, 0, 1, 2, 3, 0, 2, 450, {450}, std::string(32, '-') + "i00i"},
     };
     const int16_t factors[22] = {3, 1, 7, 3, 4, 9, 6, 5, 4, 3, 15, 1, 0, 1, 2, 3, 4, 5, 6, 0, 7, 6};
     const uint8_t marks[22] = {0,  1, 2, 3,  4,  5,  6,   7,  8, 9,  10,
@@ -157,6 +166,7 @@ TEST_F(Stereo, Blocks) {
                     : lsf      ? marks_[(c.kind == 2 ? 6 + 3 * (b - 3) : 3 * b) + w]
                                : sf.scalefac_s[w][b];
             if (c.ranges[j] == '-' || p >= (lsf ? 31 : 7)) p = kNone;
+            if (c.ranges[j] == '0') p = 0;
             expect(bnd[j], bnd[j + 1] - 1, p);
         }
         ASSERT_EQ(bnd[c.ranges.size()], 576);
