@@ -62,7 +62,7 @@ void add_segment(SegmentList *list, int32_t first, int32_t last, int16_t positio
 }
 
 // Long blocks: bands from the first one lying wholly above the right
-// channel's coded part take their positions; band 21 takes band 20's when
+// channel's non-zero part take their positions; band 21 takes band 20's when
 // band 20 is intensity-coded too.
 void build_long(SegmentList *list, const int16_t *bnd, const int16_t *positions, int32_t last,
                 bool lsf) {
@@ -232,7 +232,13 @@ void III_stereo(int32_t *spectral, const MP3D_Scale_Factors *scale_factors,
 
     if (is) {
         const int16_t *record = state->tables.sfBandIndex[k];
-        const int32_t last = state->last_coded_line;
+        // The intensity region begins above the right channel's highest
+        // non-zero line. Coded lines above it can be zero (a pair or
+        // quadruple ending in zeros, possibly across a band boundary), so
+        // the coded extent alone could keep a band out of the region.
+        int32_t last = state->last_coded_line;
+        if (last > kSpectralWords - 1) last = kSpectralWords - 1;
+        while (last >= 0 && right[last] == 0) --last;
         int16_t pos[kShortRanges];
         switch (block_kind(right_side_info)) {
             case Blocks::kLong:

@@ -121,6 +121,10 @@ TEST_F(Stereo, Blocks) {
         {1, 0, 1, 2, 1, 0, 2, 5, {5}, "i-iiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
         {1, 0, 1, 2, 3, 0, 2, 54, {54}, "-------------iiiiiiiiiiiiiiiiiiiiiiiii"},
         {0, 2, 1, 2, 1, 0, 2, 40, {40}, "-------iiiiiiiiiiiiiiiiiiiiiiiiiiiii"},
+        // Coded zeros above the last non-zero line (a quadruple across the
+        // boundary of bands 6 and 7) do not keep band 7 out of the region.
+        {1, 0, 1, 2, 1, 0, 0, 31, {28}, "-------iiiiiiiiiiiiiii"},
+        {0, 1, 1, 2, 3, 0, 0, 35, {29}, "-----iiiiiiiiiiiiiiiii"},
         // LSF top bands starting the intensity region: long, coded into
         // band 20; short, window 1 coded into band 11; mixed, coded into
         // band 11 window 1, so band 12's windows 0 and 1 start the region.
@@ -151,7 +155,7 @@ TEST_F(Stereo, Blocks) {
         const MP3D_Scale_Factors before = sf;
         spec_[0] = spec_[576] = INT32_MAX;  // sums and differences wrap
         spec_[575] = INT32_MIN;
-        for (int i = 0; i < c.last && !c.right.empty(); ++i) spec_[576 + i] = 0;
+        for (int i = 0; i <= c.last && !c.right.empty(); ++i) spec_[576 + i] = 0;
         for (int line : c.right) spec_[576 + line] = 5;
         run(c.last);
         const bool lsf = c.version != 1;
