@@ -70,6 +70,35 @@ TEST(AccuracyHarness, AlignmentFindsSkippedFramesInEitherStream) {
     EXPECT_EQ(compare_aligned(late, ref, AlignmentSearch{}).verdict, Verdict::Neither);
 }
 
+TEST(AccuracyHarness, SixteenBitAgreementCountsSignedDifferencesOverTheOverlap) {
+    const std::vector<int16_t> ref = {100, -100, 32767, -32768, 0, 5, 7, 9};
+    // Test sample i meets reference sample i + 2: differences 0, +1, -1, 0,
+    // +3, -1.
+    const std::vector<int16_t> test = {32767, -32767, -1, 5, 10, 8, 1000};
+    const Agreement16 a = agree16(test, ref, 2);
+    EXPECT_EQ(a.compared, 6u);
+    EXPECT_EQ(a.identical, 2u);
+    EXPECT_EQ(a.within_one, 5u);
+    EXPECT_DOUBLE_EQ(a.mean, 2.0 / 6.0);
+    EXPECT_DOUBLE_EQ(a.rms, std::sqrt(12.0 / 6.0));
+    EXPECT_EQ(a.max_abs, 3);
+    EXPECT_EQ(a.max_index, 4u);
+    // A negative offset skips test samples instead.
+    const Agreement16 b = agree16(ref, test, -2);
+    EXPECT_EQ(b.compared, 6u);
+    EXPECT_DOUBLE_EQ(b.mean, -2.0 / 6.0);
+    // No overlap: nothing compared.
+    EXPECT_EQ(agree16(test, ref, 8).compared, 0u);
+    EXPECT_EQ(agree16(test, ref, -7).compared, 0u);
+}
+
+TEST(AccuracyHarness, RoundingToSixteenBitsAsTheToolWrites) {
+    // Halves round up, the rest to nearest, the ends saturate.
+    const std::vector<int32_t> words = {0x7f, 0x80, -0x80, -0x81, 0x17f, 8388607, -8388608};
+    const std::vector<int16_t> want = {0, 1, 0, -1, 1, 32767, -32768};
+    EXPECT_EQ(round_to_16(words), want);
+}
+
 TEST(StreamInput, ShortReadsStillFillWholeBlocks) {
     // A source that delivers 3 bytes at a time, like a pipe; bytes 0..99.
     size_t position = 0;

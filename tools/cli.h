@@ -15,24 +15,29 @@ namespace mp3d_tools {
 
 // Exit codes.
 constexpr int kExitOk = 0;
-constexpr int kExitFailed = 1;  // nothing decoded, an I/O error, or accuracy not met
-constexpr int kExitUsage = 2;
+constexpr int kExitFailed = 1;  // input or output error (no audio, read or write error,
+                                // interrupted), or the accuracy not met
+constexpr int kExitUsage = 2;   // bad command line, or the output would overwrite the input
 
 struct CliOptions {
     size_t block_size = 65536;
-    bool bits24 = false;   // --24: 24-bit output (pcm_no_shift)
-    bool raw = false;      // --raw: words unchanged, signed 32-bit LE
-    bool tsv = false;      // compare: tab-separated lines
-    bool gapless = true;   // decode: trim encoder delay and padding (--no-gapless: keep)
-    bool verbose = false;  // decode: report stream errors per code (-v)
-    bool quiet = false;    // decode: no summary line, no progress bar (-q)
+    bool bits24 = false;      // --24: 24-bit output (pcm_no_shift)
+    bool raw = false;         // --raw: words unchanged, signed 32-bit LE
+    bool tsv = false;         // compare: tab-separated lines
+    bool gapless = true;      // decode: trim encoder delay and padding (--no-gapless: keep)
+    bool verbose = false;     // decode: report stream errors per code (-v)
+    bool quiet = false;       // decode: no summary line, no progress bar (-q)
+    bool dither = false;      // decode: TPDF dither before rounding to 16 bits
+    bool no_partial = false;  // decode: remove the output when the decode does not complete
+    bool help = false;        // --help after the command
     std::vector<std::string> operands;
 };
 
 // Parses the options after the subcommand name; false (after a message on
 // stderr) on a bad option.
 bool parse_options(int argc, char **argv, int first, CliOptions &options);
-void print_usage();
+// The usage of one command ("" for all of them) on `stream`.
+void print_usage(std::FILE *stream, const std::string &command = "");
 
 int cli_decode(const std::string &in, const std::string &out, const CliOptions &options,
                bool announce_output);

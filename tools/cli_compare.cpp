@@ -42,6 +42,26 @@ void print_comparison(const char *label, const Comparison &c, const DecodeStats 
                     static_cast<unsigned long long>(stats.silent_granules));
 }
 
+void print_agreement(const char *label, const Agreement16 &a, bool tsv) {
+    const Verdict v = iso_verdict(a.rms / 32768.0, a.max_abs / 32768.0, a.compared);
+    if (tsv) {
+        // label, identical share, within-1 share, mean offset, rms, max (all
+        // in 16-bit LSB), compared, verdict
+        const double n = a.compared > 0 ? static_cast<double>(a.compared) : 1.0;
+        std::printf("%s\t%.6f\t%.6f\t%.6f\t%.4f\t%d\t%zu\t%s\n", label, a.identical_share(),
+                    static_cast<double>(a.within_one) / n, a.mean, a.rms, a.max_abs, a.compared,
+                    verdict_name(v));
+        return;
+    }
+    std::printf(
+        "%s: %.2f%% identical, %.4f%% within 1 LSB, mean offset %+.4f LSB, RMS %.3f LSB, "
+        "max %d LSB (%zu samples): %s\n",
+        label, 100.0 * a.identical_share(),
+        a.compared > 0 ? 100.0 * static_cast<double>(a.within_one) / static_cast<double>(a.compared)
+                       : 0.0,
+        a.mean, a.rms, a.max_abs, a.compared, verdict_name(v));
+}
+
 }  // namespace
 
 int cli_compare(const std::string &in, const std::string &reference_name,
@@ -57,15 +77,21 @@ int cli_compare(const std::string &in, const std::string &reference_name,
         return kExitFailed;
     }
 
+    // The full-precision reference (libmpg123's float decode or the 16-bit
+    // file) and a 16-bit one (libmpg123's own 16-bit output or the file).
     std::vector<double> reference;
+    std::vector<int16_t> reference16;
     if (reference_name == "mpg123") {
         FloatReference ref;
-        if (!mpg123_decode_file(in, ref, &error)) {
+        if (!mpg123_decode_file(in, ref, &error) ||
+            !mpg123_decode_file_s16(in, reference16, &error)) {
             std::fprintf(stderr, "mp3d: %s\n", error.c_str());
             return kExitFailed;
         }
         reference = std::move(ref.samples);
-    } else if (!read_s16le_file(reference_name, reference, &error)) {
+    } else if (read_s16le_words(reference_name, reference16, &error)) {
+        reference = samples16_to_double(reference16);
+    } else {
         std::fprintf(stderr, "mp3d: %s\n", error.c_str());
         return kExitFailed;
     }
@@ -74,6 +100,8 @@ int cli_compare(const std::string &in, const std::string &reference_name,
     decode_options.block_size = options.block_size;
     bool all_compliant = true;
     if (!options.tsv) std::printf("%s against %s\n", in.c_str(), reference_name.c_str());
+    std::vector<int16_t> shifted16, rounded16;
+    long offset_words = 0;
     for (const bool no_shift : {false, true}) {
         decode_options.pcm_no_shift = no_shift;
         const DecodedStream decoded = decode_buffer(data, decode_options);
@@ -85,7 +113,29 @@ int cli_compare(const std::string &in, const std::string &reference_name,
             compare_aligned(words_to_samples(decoded.words, no_shift), reference, search);
         print_comparison(no_shift ? "24-bit" : "16-bit", c, decoded.stats, options.tsv);
         if (c.verdict != Verdict::Full && c.verdict != Verdict::Limited) all_compliant = false;
+        if (no_shift) {
+            // The 24-bit output's alignment holds for its rounding too.
+            offset_words =
+                c.offset_frames * static_cast<long>(search.frame_samples * search.channels);
+            rounded16 = round_to_16(decoded.words);
+        } else {
+            // The shifting mode's words are 16-bit values already.
+            shifted16.assign(decoded.words.begin(), decoded.words.end());
+        }
     }
+    // Sample by sample against the 16-bit reference: the library's shifting
+    // mode, and the rounding that mp3d decode writes to its 16-bit WAV.
+    if (!options.tsv)
+        std::printf("against %s 16-bit output, sample by sample:\n",
+                    reference_name == "mpg123" ? "libmpg123's" : "the reference's");
+    print_agreement(options.tsv ? "16-bit-shifted" : "  16-bit shifted (library)",
+                    agree16(shifted16, reference16, offset_words), options.tsv);
+    const Agreement16 rounded = agree16(rounded16, reference16, offset_words);
+    print_agreement(options.tsv ? "16-bit-rounded" : "  16-bit rounded (decode)", rounded,
+                    options.tsv);
+    const Verdict v =
+        iso_verdict(rounded.rms / 32768.0, rounded.max_abs / 32768.0, rounded.compared);
+    if (v != Verdict::Full && v != Verdict::Limited) all_compliant = false;
     return all_compliant ? kExitOk : kExitFailed;
 }
 

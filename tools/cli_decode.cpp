@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 
@@ -31,14 +32,62 @@ bool check_decoded(const std::string &in, const DecodeStats &stats) {
                      name, static_cast<unsigned long long>(stats.bytes_in));
         return false;
     }
+    if (stats.frames == 0) {
+        std::fprintf(stderr, "mp3d: no MPEG audio found in %s\n", name);
+        return false;
+    }
     if (stats.output_calls == 0) {
-        std::fprintf(stderr, "mp3d: %s: no MPEG audio frame decoded\n", name);
+        std::fprintf(stderr, "mp3d: %s: no MPEG audio frame could be decoded\n", name);
         return false;
     }
     return true;
 }
 
 namespace {
+
+// The signal that asked the tool to stop (SIGINT, SIGTERM), or 0. The
+// handler only records it; the decode loop sees it at the next callback or
+// output block and winds down through the ordinary exit path.
+volatile std::sig_atomic_t g_stop_signal = 0;
+
+extern "C" void record_stop_signal(int sig) {
+    g_stop_signal = sig;
+}
+
+// Installs the handlers for one decode. SA_RESTART is left out so that a
+// read waiting on a pipe returns at once. A signal that was ignored when the
+// tool started (a background job of a script) stays ignored. SIGXFSZ is
+// ignored so that a file-size limit makes the write fail with EFBIG instead
+// of killing the tool before it can fix the header.
+void catch_stop_signals() {
+    struct sigaction action {};
+    action.sa_handler = record_stop_signal;
+    sigemptyset(&action.sa_mask);
+    for (const int sig : {SIGINT, SIGTERM}) {
+        struct sigaction old {};
+        if (sigaction(sig, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
+        sigaction(sig, &action, nullptr);
+    }
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+// Ends the process by the signal that stopped the decode, so that the shell
+// or a calling script sees the usual status of an interrupted program.
+[[noreturn]] void die_by(int sig) {
+    std::fflush(nullptr);
+    std::signal(sig, SIG_DFL);
+    std::raise(sig);
+    std::_Exit(128 + sig);
+}
+
+// True when the named output is the input file itself (same device and
+// inode, whatever the path): writing it would truncate what is being read.
+bool same_file(std::FILE *input, const std::string &out) {
+    struct stat in_st, out_st;
+    if (fstat(fileno(input), &in_st) != 0 || !S_ISREG(in_st.st_mode)) return false;
+    const int out_ok = out == "-" ? fstat(fileno(stdout), &out_st) : stat(out.c_str(), &out_st);
+    return out_ok == 0 && in_st.st_dev == out_st.st_dev && in_st.st_ino == out_st.st_ino;
+}
 
 uint64_t file_size(std::FILE *file) {
     struct stat st;
@@ -110,16 +159,34 @@ int cli_decode(const std::string &in, const std::string &out, const CliOptions &
     std::FILE *input = open_input(in);
     if (input == nullptr) return kExitFailed;
     const char *name = in == "-" ? "stdin" : in.c_str();
+    if (same_file(input, out)) {
+        std::fprintf(stderr, "mp3d: %s: the output is the input file\n", name);
+        close_input(input);
+        return kExitUsage;
+    }
+    catch_stop_signals();
 
+    // The WAV is made from the 24-bit output: 16-bit samples are rounded
+    // (the library's own 16-bit mode truncates). --raw writes the library's
+    // words as they come.
+    CliOptions decode_options = options;
+    if (!options.raw) decode_options.bits24 = true;
     WavWriter wav(out, options.bits24 ? 24 : 16);
+    wav.set_dither(options.dither);
     RawWriter raw(out);
     FormatKeeper keeper;
     bool read_failed = false;
-    ContainerReader container(file_reader(input, &read_failed));
+    bool created = false;  // the sink has written: the output file exists
+    const ByteReader file = file_reader(input, &read_failed);
+    ContainerReader container([&file](uint8_t *dest, size_t count) -> size_t {
+        return g_stop_signal != 0 ? 0 : file(dest, count);
+    });
     const bool progress = !options.quiet && isatty(fileno(stderr)) && out != "-";
     DecodeStats stats = decode_container(
-        input, in, options, progress, container,
+        input, in, decode_options, progress, container,
         [&](const int32_t *words, size_t frames, const MP3D_Frame_Info &info) {
+            if (g_stop_signal != 0) return false;
+            created = true;
             const size_t channels = static_cast<size_t>(info.num_channels);
             if (options.raw) return raw.write(words, frames * channels);
             bool changed = false;
@@ -134,22 +201,33 @@ int cli_decode(const std::string &in, const std::string &out, const CliOptions &
             return pcm.empty() || wav.write(pcm.data(), pcm.size(), keeper.channels(),
                                             static_cast<uint32_t>(keeper.rate()));
         });
-    stats.read_failed = read_failed;
+    const int stop_signal = g_stop_signal;
+    // A read cut short by the signal is the interruption, not a read error.
+    stats.read_failed = read_failed && stop_signal == 0;
     close_input(input);
 
+    // The output is closed, with a header that gives the length written, on
+    // every path below.
     const bool finished = options.raw ? raw.finish() : wav.finish();
     const std::string &write_error = options.raw ? raw.error() : wav.error();
-    if (!write_error.empty()) {
+    bool ok = true;
+    if (stop_signal != 0) {
+        std::fprintf(stderr, "mp3d: %s: interrupted\n", name);
+        ok = false;
+    } else if (!write_error.empty()) {
         std::fprintf(stderr, "mp3d: %s\n", write_error.c_str());
-        return kExitFailed;
+        ok = false;
+    } else if (!check_decoded(in, stats) || !finished) {
+        ok = false;
     }
-    if (!check_decoded(in, stats) || !finished) {
-        // A file cut short by a stalled decoder or a read error is removed:
-        // it would look like a complete decode.
-        if (out != "-" && stats.output_calls > 0) {
+    if (!ok) {
+        // The part decoded stays (its header tells its true length) unless
+        // the user asked for no partial output.
+        if (options.no_partial && out != "-" && created) {
             std::error_code ec;
             std::filesystem::remove(out, ec);
         }
+        if (stop_signal != 0) die_by(stop_signal);
         return kExitFailed;
     }
     const int rate = options.raw ? stats.first_info.sample_rate : keeper.rate();

@@ -21,10 +21,11 @@ int cli_info(const std::string &in, const CliOptions &options) {
     stats.read_failed = read_failed;
     close_input(input);
     if (!check_decoded(in, stats)) {
-        // The codes still tell why nothing was decoded.
-        for (const auto &[code, count] : stats.codes)
-            std::fprintf(stderr, "  %s (%d): %llu\n", return_code_name(code), code,
-                         static_cast<unsigned long long>(count));
+        // Where frames were found, the codes tell why none decoded.
+        if (stats.frames > 0)
+            for (const auto &[code, count] : stats.codes)
+                std::fprintf(stderr, "  %s (%d): %llu\n", return_code_name(code), code,
+                             static_cast<unsigned long long>(count));
         return kExitFailed;
     }
 

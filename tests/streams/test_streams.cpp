@@ -2,11 +2,13 @@
 // conformance stream against its reference PCM (16-bit output, ISO/IEC
 // 11172-4 limited accuracy at least), every committed fixture against
 // libmpg123's float decoding (16- and 24-bit output), and the independence of
-// a fixture's output from the input block size.
+// a fixture's output from the input block size; the rounded 16-bit output
+// that the tool writes against libmpg123's 16-bit output and the references.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 
 #include "harness/accuracy_core.h"
@@ -168,3 +170,91 @@ TEST_P(Fixture, OutputDoesNotDependOnInputBlockSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Streams, Fixture, testing::ValuesIn(fixtures()), test_name);
+
+namespace {
+
+std::vector<std::string> all_streams() {
+    std::vector<std::string> paths = fixtures();
+    paths.push_back(MP3D_SOURCE_DIR "/samples/sample.mp3");
+    for (const auto &p : streams_in(kConformanceDir, ".bit")) paths.push_back(p);
+    return paths;
+}
+
+// The 24-bit output against a full-precision reference, and its rounding to
+// 16 bits (what mp3d decode writes) against a 16-bit one at the same
+// alignment.
+struct Rounded {
+    Comparison c24;
+    Agreement16 a;
+};
+
+Rounded rounded_against(const std::string &path, const std::vector<double> &reference,
+                        const std::vector<int16_t> &reference16) {
+    const DecodedStream d = decode(path, true);
+    Rounded r;
+    r.c24 = compare(d, reference, true);
+    const long frame_words = static_cast<long>(d.stats.first_info.samples_per_frame) *
+                             static_cast<long>(d.stats.first_info.num_channels);
+    r.a = agree16(round_to_16(d.words), reference16, r.c24.offset_frames * frame_words);
+    return r;
+}
+
+std::string describe(const Agreement16 &a) {
+    char text[200];
+    std::snprintf(text, sizeof text,
+                  "%.3f%% identical, %zu of %zu within 1 LSB, mean %+.4f LSB, RMS %.3f LSB, "
+                  "max %d LSB at sample %zu",
+                  100.0 * a.identical_share(), a.within_one, a.compared, a.mean, a.rms, a.max_abs,
+                  a.max_index);
+    return text;
+}
+
+}  // namespace
+
+class Rounding : public testing::TestWithParam<std::string> {};
+
+// Against libmpg123's 16-bit output: every sample within 1 LSB, no DC offset,
+// and nearly all identical. The share identical is bounded by the 24-bit
+// output's own error against libmpg123 (RMS about 6 units of 2^-23): a
+// sample that close to a rounding boundary may round either way.
+TEST_P(Rounding, SixteenBitOutputAgreesWithMpg123) {
+    if (!mpg123_available()) GTEST_SKIP() << "built without libmpg123";
+    FloatReference reference;
+    std::vector<int16_t> reference16;
+    std::string error;
+    ASSERT_TRUE(mpg123_decode_file(GetParam(), reference, &error)) << error;
+    ASSERT_TRUE(mpg123_decode_file_s16(GetParam(), reference16, &error)) << error;
+    const Rounded r = rounded_against(GetParam(), reference.samples, reference16);
+    if (r.c24.verdict != Verdict::Full)
+        GTEST_SKIP() << "the 24-bit output itself differs from libmpg123's (" << describe(r.c24)
+                     << "): the rounding cannot be judged against it";
+    RecordProperty("agreement", describe(r.a));
+    EXPECT_GE(r.a.compared * 10, reference16.size() * 9) << describe(r.a);
+    EXPECT_LE(r.a.max_abs, 1) << describe(r.a);
+    EXPECT_LT(std::fabs(r.a.mean), 0.01) << describe(r.a);
+    EXPECT_GE(r.a.identical_share(), 0.975) << describe(r.a);
+}
+
+// Against the conformance references (16-bit, rounded): full accuracy
+// wherever the 24-bit output lies within the references' own rounding.
+class RoundingConformance : public testing::TestWithParam<std::string> {};
+
+TEST_P(RoundingConformance, SixteenBitOutputFullAccuracyAgainstReference) {
+    if (GetParam().empty()) GTEST_SKIP() << "no conformance streams in " << kConformanceDir;
+    const fs::path pcm = fs::path(GetParam()).replace_extension(".pcm");
+    std::vector<int16_t> reference16;
+    std::string error;
+    ASSERT_TRUE(read_s16le_words(pcm.string(), reference16, &error)) << error;
+    const Rounded r = rounded_against(GetParam(), samples16_to_double(reference16), reference16);
+    if (r.c24.max_lsb16() > 1.0)
+        GTEST_SKIP() << "the 24-bit output is more than 1 LSB from the reference ("
+                     << describe(r.c24) << ")";
+    RecordProperty("agreement", describe(r.a));
+    const Verdict v = iso_verdict(r.a.rms / 32768.0, r.a.max_abs / 32768.0, r.a.compared);
+    EXPECT_EQ(v, Verdict::Full) << describe(r.a);
+    EXPECT_LE(r.a.max_abs, 1) << describe(r.a);
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, Rounding, testing::ValuesIn(all_streams()), test_name);
+INSTANTIATE_TEST_SUITE_P(Streams, RoundingConformance, testing::ValuesIn(conformance_streams()),
+                         test_name);

@@ -1,9 +1,12 @@
 #include "harness/accuracy_core.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+
+#include "mp3d.h"
 
 namespace mp3d_tools {
 
@@ -99,7 +102,7 @@ std::string hash_hex(uint64_t hash) {
     return text;
 }
 
-bool read_s16le_file(const std::string &path, std::vector<double> &samples, std::string *error) {
+bool read_s16le_words(const std::string &path, std::vector<int16_t> &samples, std::string *error) {
     std::FILE *file = std::fopen(path.c_str(), "rb");
     if (file == nullptr) {
         if (error != nullptr) *error = path + ": " + std::strerror(errno);
@@ -112,11 +115,9 @@ bool read_s16le_file(const std::string &path, std::vector<double> &samples, std:
     while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
         // Files are read in even-sized pieces except possibly the last.
         if (n % 2 != 0) odd = true;
-        for (size_t i = 0; i + 1 < n; i += 2) {
-            const auto v =
-                static_cast<int16_t>(static_cast<uint16_t>(buffer[i] | (buffer[i + 1] << 8)));
-            samples.push_back(v / 32768.0);
-        }
+        for (size_t i = 0; i + 1 < n; i += 2)
+            samples.push_back(
+                static_cast<int16_t>(static_cast<uint16_t>(buffer[i] | (buffer[i + 1] << 8))));
     }
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
@@ -125,6 +126,52 @@ bool read_s16le_file(const std::string &path, std::vector<double> &samples, std:
         return false;
     }
     return true;
+}
+
+bool read_s16le_file(const std::string &path, std::vector<double> &samples, std::string *error) {
+    std::vector<int16_t> words;
+    if (!read_s16le_words(path, words, error)) return false;
+    samples = samples16_to_double(words);
+    return true;
+}
+
+std::vector<double> samples16_to_double(const std::vector<int16_t> &samples) {
+    std::vector<double> out(samples.size());
+    for (size_t i = 0; i < samples.size(); ++i) out[i] = samples[i] / 32768.0;
+    return out;
+}
+
+std::vector<int16_t> round_to_16(const std::vector<int32_t> &words24) {
+    std::vector<int16_t> out(words24.size());
+    for (size_t i = 0; i < words24.size(); ++i) out[i] = mp3d_pcm_round16(words24[i]);
+    return out;
+}
+
+Agreement16 agree16(const std::vector<int16_t> &test, const std::vector<int16_t> &reference,
+                    long offset_words) {
+    Agreement16 a;
+    const size_t test_begin = offset_words < 0 ? static_cast<size_t>(-offset_words) : 0;
+    const size_t ref_begin = offset_words > 0 ? static_cast<size_t>(offset_words) : 0;
+    if (test_begin >= test.size() || ref_begin >= reference.size()) return a;
+    a.compared = std::min(test.size() - test_begin, reference.size() - ref_begin);
+    int64_t sum = 0;
+    uint64_t sum_sq = 0;
+    for (size_t i = 0; i < a.compared; ++i) {
+        const int d = int{test[test_begin + i]} - int{reference[ref_begin + i]};
+        const int m = d < 0 ? -d : d;
+        sum += d;
+        sum_sq += static_cast<uint64_t>(m) * static_cast<uint64_t>(m);
+        if (m == 0) ++a.identical;
+        if (m <= 1) ++a.within_one;
+        if (m > a.max_abs) {
+            a.max_abs = m;
+            a.max_index = test_begin + i;
+        }
+    }
+    const double n = static_cast<double>(a.compared);
+    a.mean = static_cast<double>(sum) / n;
+    a.rms = std::sqrt(static_cast<double>(sum_sq) / n);
+    return a;
 }
 
 std::vector<double> words_to_samples(const std::vector<int32_t> &words, bool no_shift) {

@@ -59,6 +59,34 @@ Comparison compare_at(const std::vector<double> &test, const std::vector<double>
 Comparison compare_aligned(const std::vector<double> &test, const std::vector<double> &reference,
                            const AlignmentSearch &search);
 
+// Sample-by-sample agreement of two 16-bit outputs, in 16-bit LSB: how many
+// samples are identical or within 1, the mean signed difference (test minus
+// reference: a DC offset), its RMS and the largest difference.
+struct Agreement16 {
+    size_t compared = 0;
+    size_t identical = 0;
+    size_t within_one = 0;
+    double mean = 0.0;
+    double rms = 0.0;
+    int max_abs = 0;
+    size_t max_index = 0;  // test sample index of the largest difference
+    double identical_share() const {
+        return compared > 0 ? static_cast<double>(identical) / static_cast<double>(compared) : 0.0;
+    }
+};
+
+// Compares with test sample i meeting reference sample i + offset_words
+// (negative: test samples skipped), over the overlap only.
+Agreement16 agree16(const std::vector<int16_t> &test, const std::vector<int16_t> &reference,
+                    long offset_words);
+
+// 24-bit decoder words rounded to 16 bits as the tool writes them.
+std::vector<int16_t> round_to_16(const std::vector<int32_t> &words24);
+// 16-bit samples scaled to full scale 1.0.
+std::vector<double> samples16_to_double(const std::vector<int16_t> &samples);
+// Reads a raw signed 16-bit little-endian file as it is.
+bool read_s16le_words(const std::string &path, std::vector<int16_t> &samples, std::string *error);
+
 // 64-bit FNV-1a over the words as little-endian signed 32-bit bytes.
 uint64_t fnv1a64_words(const int32_t *words, size_t count, uint64_t hash = 0xcbf29ce484222325ull);
 std::string hash_hex(uint64_t hash);

@@ -3,6 +3,7 @@
 #ifndef MP3D_TOOLS_MPG123_REFERENCE_H
 #define MP3D_TOOLS_MPG123_REFERENCE_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ struct FloatReference {
 // with a message on failure or when built without libmpg123.
 bool mpg123_decode_file(const std::string &path, FloatReference &out, std::string *error,
                         bool gapless = false);
+
+// The same decode (not gapless) with libmpg123's own signed 16-bit output,
+// each frame's channels interleaved.
+bool mpg123_decode_file_s16(const std::string &path, std::vector<int16_t> &out, std::string *error);
 
 }  // namespace mp3d_tools
 

@@ -1,8 +1,14 @@
 #include "harness/wav_writer.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "mp3d.h"
 
 namespace mp3d_tools {
 
@@ -50,7 +56,7 @@ WavWriter::~WavWriter() {
 
 bool WavWriter::fail(const std::string &what) {
     failed_ = true;
-    error_ = (is_stdout_ ? std::string("stdout") : path_) + ": " + what;
+    if (error_.empty()) error_ = (is_stdout_ ? std::string("stdout") : path_) + ": " + what;
     return false;
 }
 
@@ -59,11 +65,40 @@ bool WavWriter::open(int channels, uint32_t sample_rate) {
     file_ = is_stdout_ ? stdout : std::fopen(path_.c_str(), "wb");
     if (file_ == nullptr) return fail(std::strerror(errno));
     channels_ = channels;
-    const auto header = wav_header(sample_rate, static_cast<uint16_t>(channels), bits_,
-                                   is_stdout_ ? 0xffffffffu : 0u);
+    // The header can be rewritten where the output is a regular file that
+    // writes land where we seek (not O_APPEND). Nothing has gone through
+    // the stdio buffer yet, so the descriptor's offset is the header's.
+    const int fd = fileno(file_);
+    struct stat st;
+    const int fl = fcntl(fd, F_GETFL);
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && fl != -1 && (fl & O_APPEND) == 0) {
+        const off_t at = lseek(fd, 0, SEEK_CUR);
+        if (at >= 0) {
+            seekable_ = true;
+            header_at_ = at;
+        }
+    }
+    // Maximal sizes until finish() knows the length: a reader of a file
+    // left by a killed process then reads to its end.
+    const auto header =
+        wav_header(sample_rate, static_cast<uint16_t>(channels), bits_, 0xffffffffu);
     if (std::fwrite(header.data(), 1, header.size(), file_) != header.size())
         return fail(std::strerror(errno));
     return true;
+}
+
+int32_t WavWriter::to_16(int64_t sample24) {
+    if (dither_) {
+        // Two uniform values of 0..255 (in 24-bit units, 1/256 LSB of the
+        // 16-bit result) summed: triangular over -255..255, mean 0.
+        uint32_t x = dither_state_;
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        dither_state_ = x;
+        sample24 += static_cast<int64_t>(x & 0xffu) + ((x >> 8) & 0xffu) - 255;
+    }
+    return mp3d_pcm_round16(static_cast<int32_t>(std::clamp<int64_t>(sample24, -8388608, 8388607)));
 }
 
 bool WavWriter::write(const int32_t *words, size_t count, int channels, uint32_t sample_rate) {
@@ -84,7 +119,7 @@ bool WavWriter::write(const int32_t *words, size_t count, int channels, uint32_t
             } else {
                 v = (int64_t{words[2 * f]} + words[2 * f + 1]) / 2;  // stereo frame in a mono file
             }
-            const int32_t s = clamp_bits(v, bits_);
+            const int32_t s = bits_ == 16 ? to_16(v) : clamp_bits(v, bits_);
             for (size_t b = 0; b < bytes_per_sample; ++b)
                 *out++ = static_cast<uint8_t>(static_cast<uint32_t>(s) >> (8 * b));
         }
@@ -95,27 +130,41 @@ bool WavWriter::write(const int32_t *words, size_t count, int channels, uint32_t
     return true;
 }
 
+bool WavWriter::rewrite_header() {
+    const int fd = fileno(file_);
+    const off_t end = lseek(fd, 0, SEEK_END);
+    if (end < 0) return fail(std::strerror(errno));
+    const uint64_t block = static_cast<uint64_t>(channels_) * (bits_ / 8u);
+    const int64_t after_header = static_cast<int64_t>(end) - header_at_ - 44;
+    uint64_t data = after_header > 0 ? static_cast<uint64_t>(after_header) : 0;
+    // A write that failed part-way may have left a partial sample frame:
+    // cut it off so that the file ends on a whole frame.
+    if (data % block != 0) {
+        data -= data % block;
+        if (ftruncate(fd, static_cast<off_t>(header_at_ + 44 + static_cast<int64_t>(data))) != 0)
+            return fail(std::strerror(errno));
+    }
+    frames_ = data / block;
+    const uint32_t size =
+        data > 0xffffffffu - 36u ? 0xffffffffu - 36u : static_cast<uint32_t>(data);
+    uint8_t riff[4], field[4];
+    put32(riff, 36u + size);
+    put32(field, size);
+    // pwrite leaves the descriptor's offset alone and needs no new space,
+    // so it works on a full disk too.
+    if (pwrite(fd, riff, 4, header_at_ + 4) != 4 || pwrite(fd, field, 4, header_at_ + 40) != 4)
+        return fail(std::strerror(errno));
+    return true;
+}
+
 bool WavWriter::finish() {
     if (file_ == nullptr) return !failed_;
-    bool ok = !failed_;
-    if (ok && !is_stdout_) {
-        const uint64_t data = frames_ * static_cast<uint64_t>(channels_) * (bits_ / 8u);
-        const uint32_t size =
-            data > 0xffffffffu - 36u ? 0xffffffffu - 36u : static_cast<uint32_t>(data);
-        uint8_t field[4];
-        put32(field, 36u + size);
-        ok = std::fseek(file_, 4, SEEK_SET) == 0 && std::fwrite(field, 1, 4, file_) == 4;
-        put32(field, size);
-        ok = ok && std::fseek(file_, 40, SEEK_SET) == 0 && std::fwrite(field, 1, 4, file_) == 4;
-        if (!ok) fail(std::strerror(errno));
-    }
-    if (is_stdout_) {
-        if (std::fflush(file_) != 0 && ok) ok = fail(std::strerror(errno));
-    } else if (std::fclose(file_) != 0 && ok) {
-        ok = fail(std::strerror(errno));
-    }
+    // Everything buffered goes out first, so that the file's length is final.
+    if (std::fflush(file_) != 0) fail(std::strerror(errno));
+    if (seekable_) rewrite_header();
+    if (!is_stdout_ && std::fclose(file_) != 0) fail(std::strerror(errno));
     file_ = nullptr;
-    return ok;
+    return !failed_;
 }
 
 RawWriter::~RawWriter() {
