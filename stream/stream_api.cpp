@@ -280,13 +280,23 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
     info.bitrate_kbps = h.bitrate_kbps;
     info.samples_per_frame = h.samples_per_frame;
 
-    // Constant bitrate: an "Info" frame, or none and two frames alike.
-    if (h.bitrate_kbps != 0 && info.info_frame != MP3D_STREAM_INFO_XING &&
-        info.info_frame != MP3D_STREAM_INFO_VBRI) {
-        MpegHeader second;
-        s->constant = info.info_frame == MP3D_STREAM_INFO_INFO ||
-                      (window_fetch(w, info.audio_offset + h.frame_bytes, 4, &p) == 4 &&
-                       parse_header(p, second) && second.bitrate_kbps == h.bitrate_kbps);
+    // Constant bitrate: an "Info" frame; or none, the first frames alike
+    // and the audio a whole number of frames long.
+    if (h.bitrate_kbps != 0 && info.info_frame == MP3D_STREAM_INFO_INFO) s->constant = true;
+    if (h.bitrate_kbps != 0 && info.info_frame == MP3D_STREAM_INFO_NONE && info.audio_end >= 0) {
+        bool alike = true;
+        int64_t at = info.audio_offset;
+        for (int i = 0; i < 8 && alike && at + 4 <= info.audio_end; ++i) {
+            MpegHeader next;
+            alike = window_fetch(w, at, 4, &p) == 4 && parse_header(p, next) &&
+                    same_stream(next, h) && next.bitrate_kbps == h.bitrate_kbps;
+            at += next.frame_bytes;
+        }
+        const int64_t num = int64_t{h.samples_per_frame} * h.bitrate_kbps * 125;
+        const int64_t audio = info.audio_end - info.audio_offset;
+        const int64_t whole = (audio * h.sample_rate + num / 2) / num;
+        const int64_t off = audio - whole * num / h.sample_rate;
+        s->constant = alike && off >= -2 && off <= 2;
     }
     s->frames = -1;
     if (info.info_frames >= 0) {
