@@ -126,6 +126,9 @@ typedef struct MP3D_Stream_Info {
     int64_t total_samples;
     int32_t length_exact;
     int32_t gapless; /* the output is trimmed to the encoder's input */
+    /* The audio runs on well past what the information frame counts (files
+     * joined together): the end is not trimmed and the length not known. */
+    int32_t longer_than_tag;
     int32_t seekable;
     /* The information frame. */
     int32_t info_frame;        /* MP3D_STREAM_INFO_* */
@@ -187,13 +190,24 @@ MP3D_API int32_t mp3d_stream_seek(MP3D_Stream *stream, int64_t sample);
 /* The position of the next sample that a read delivers. */
 MP3D_API int64_t mp3d_stream_tell(const MP3D_Stream *stream);
 
-/* How often the decoder returned code (0..63) since the open. */
-MP3D_API int64_t mp3d_stream_status_count(const MP3D_Stream *stream, int32_t code);
+/* What happened since the open: for diagnostics and measurements. */
+typedef struct MP3D_Stream_Stats {
+    int64_t frames;             /* frames the decoder began */
+    int64_t free_format_frames; /* of them, free format */
+    int64_t layer3_granules;    /* Layer III granules decoded or refused */
+    int64_t layer2_frames;      /* Layer II frames decoded */
+    int64_t silent_granules;    /* refused (MP3D_ERROR_HUFFMAN), played as silence */
+    int64_t silent_frames;      /* main data missing (MP3D_ERROR_MAIN_DATA), played as silence */
+    int32_t min_bitrate_kbps;   /* of the frames with a bitrate index, 0 if none */
+    int32_t max_bitrate_kbps;
+    int32_t format_changed; /* channels or rate changed in the stream */
+    int64_t bytes_read;     /* delivered by the read callback */
+    int64_t read_calls;
+    int64_t seek_calls;
+    int64_t status_counts[64]; /* each code the decoder returned, by code */
+} MP3D_Stream_Stats;
 
-/* Input bytes the callbacks delivered since the open, and the seek
- * callbacks made (for measuring seeks). */
-MP3D_API int64_t mp3d_stream_bytes_read(const MP3D_Stream *stream);
-MP3D_API int64_t mp3d_stream_seeks_made(const MP3D_Stream *stream);
+MP3D_API int32_t mp3d_stream_get_stats(const MP3D_Stream *stream, MP3D_Stream_Stats *stats);
 
 #ifdef __cplusplus
 }

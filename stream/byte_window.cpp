@@ -21,6 +21,7 @@ namespace {
 void fill(ByteWindow &w, int32_t want) {
     while (w.size < want && !w.source_end && !w.failed) {
         const int32_t got = w.read(w.user, w.data + w.size, w.capacity - w.size);
+        ++w.reads;
         if (got < 0 || got > w.capacity - w.size) {
             w.failed = true;
         } else if (got == 0) {

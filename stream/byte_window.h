@@ -22,6 +22,7 @@ struct ByteWindow {
     bool source_end;     // the read callback reported the end at base + size
     bool failed;         // a callback reported an error
     int64_t bytes_read;  // delivered by the read callback, in all
+    int64_t reads;       // read callbacks made
     int64_t seeks;       // seek callbacks made
 };
 

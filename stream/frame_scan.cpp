@@ -28,12 +28,12 @@ bool find_frame(ByteWindow &w, int64_t from, int64_t reach, int64_t end, const M
         if (length == 0) continue;
         // Confirmed by the next header, or by ending exactly where the
         // audio (or the input) ends.
-        bool confirmed = end >= 0 && i + length == end;
+        bool confirmed = end >= 0 && i + length <= end && end < i + length + 4;
         if (!confirmed && length + 4 <= n) {
             MpegHeader next;
             confirmed = parse_header(p + length, next) && same_stream(h, next);
         } else if (!confirmed) {
-            confirmed = n == length && end < 0;
+            confirmed = end < 0 && n >= length;  // the input ends behind the frame
         }
         if (!confirmed) continue;
         found.offset = i;

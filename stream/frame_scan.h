@@ -25,8 +25,9 @@ struct FoundFrame {
 };
 
 // Finds, from offset `from` up to `reach` bytes on, a frame header whose
-// successor follows where its length says (or which ends exactly at `end`,
-// the end of the audio when known, else -1). With `like` non-null only
+// successor follows where its length says (or which ends less than a
+// header's length before `end`, the end of the audio when known, else -1,
+// or before the end of the input). With `like` non-null only
 // headers of the same stream count. Free-format lengths are measured up to
 // the next free-format header. False when there is none.
 bool find_frame(ByteWindow &w, int64_t from, int64_t reach, int64_t end, const MpegHeader *like,

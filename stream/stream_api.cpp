@@ -299,6 +299,14 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
         s->constant = alike && off >= -2 && off <= 2;
     }
     s->frames = -1;
+    // Files joined behind a tagged one: the audio runs on well past the
+    // bytes that the Xing/Info frame counts (from its own start).
+    if (info.info_bytes > 0 && info.audio_end >= 0 &&
+        (info.info_frame == MP3D_STREAM_INFO_XING || info.info_frame == MP3D_STREAM_INFO_INFO) &&
+        info.audio_end - first.offset > info.info_bytes + 4 * kMaxFrameBytes) {
+        info.longer_than_tag = 1;
+        info.info_frames = -1;
+    }
     if (info.info_frames >= 0) {
         s->frames = info.info_frames;
         info.length_exact = 1;
@@ -348,7 +356,8 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
         }
         MP3D_Frame_Info frame{};
         const int32_t status = mp3d_decode_frame(&s->core, &frame, words);
-        ++s->status_counts[status & 63];
+        MP3D_Stream_Stats &stats = s->stats;
+        ++stats.status_counts[status & 63];
         if (s->window.failed) return MP3D_STREAM_ERROR_IO;
         if (status == MP3D_END_OF_STREAM) {
             s->ended = true;
@@ -356,6 +365,18 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
         }
         if (frame.sample_rate != 0) {
             // The call began a frame.
+            ++stats.frames;
+            if (frame.bitrate_kbps == 0) {
+                ++stats.free_format_frames;
+            } else {
+                if (stats.min_bitrate_kbps == 0 || frame.bitrate_kbps < stats.min_bitrate_kbps)
+                    stats.min_bitrate_kbps = frame.bitrate_kbps;
+                if (frame.bitrate_kbps > stats.max_bitrate_kbps)
+                    stats.max_bitrate_kbps = frame.bitrate_kbps;
+            }
+            if (stats.frames > 1 &&
+                (frame.num_channels != s->channels || frame.sample_rate != s->sample_rate))
+                stats.format_changed = 1;
             s->frame_start = s->next_start;
             s->next_start += frame.samples_per_frame;
             s->granule = 0;
@@ -373,6 +394,7 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
             at = s->next_start;
             n = s->frame_samples;
             s->next_start += n;
+            ++stats.silent_frames;
             std::memset(words, 0, sizeof(int32_t) * static_cast<size_t>(n * s->channels));
         } else if (status == MP3D_OK || status == MP3D_ERROR_FRAME_END ||
                    status == MP3D_ERROR_HUFFMAN) {
@@ -380,6 +402,8 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
             n = s->layer == 3 ? 576 : s->frame_samples;
             at = s->frame_start + int64_t{s->granule} * n;
             ++s->granule;
+            ++(s->layer == 3 ? stats.layer3_granules : stats.layer2_frames);
+            stats.silent_granules += status == MP3D_ERROR_HUFFMAN;
             if (status == MP3D_ERROR_HUFFMAN)
                 std::memset(words, 0, sizeof(int32_t) * static_cast<size_t>(n * s->channels));
         } else {
@@ -485,14 +509,11 @@ extern "C" MP3D_API int64_t mp3d_stream_tell(const MP3D_Stream *s) {
     return s == nullptr ? -1 : s->position;
 }
 
-extern "C" MP3D_API int64_t mp3d_stream_status_count(const MP3D_Stream *s, int32_t code) {
-    return s == nullptr || code < 0 || code > 63 ? 0 : s->status_counts[code];
-}
-
-extern "C" MP3D_API int64_t mp3d_stream_bytes_read(const MP3D_Stream *s) {
-    return s == nullptr ? 0 : s->window.bytes_read;
-}
-
-extern "C" MP3D_API int64_t mp3d_stream_seeks_made(const MP3D_Stream *s) {
-    return s == nullptr ? 0 : s->window.seeks;
+extern "C" MP3D_API int32_t mp3d_stream_get_stats(const MP3D_Stream *s, MP3D_Stream_Stats *stats) {
+    if (s == nullptr || stats == nullptr) return MP3D_STREAM_ERROR_ARGUMENT;
+    *stats = s->stats;
+    stats->bytes_read = s->window.bytes_read;
+    stats->read_calls = s->window.reads;
+    stats->seek_calls = s->window.seeks;
+    return MP3D_STREAM_OK;
 }

@@ -49,7 +49,7 @@ struct MP3D_Stream {
     int32_t block_rate;
     bool ended;
 
-    int64_t status_counts[64];
+    MP3D_Stream_Stats stats;
 };
 
 #endif

@@ -175,7 +175,14 @@ TEST(StreamReading, BlocksAnd16BitOutput) {
     }
     EXPECT_EQ(position * 2, static_cast<int64_t>(full.size()));
     EXPECT_EQ(mismatches, 0u);
-    EXPECT_EQ(mp3d_stream_status_count(s.stream, MP3D_OK), 2 * (s.info().info_frames));
+    MP3D_Stream_Stats stats{};
+    ASSERT_EQ(mp3d_stream_get_stats(s.stream, &stats), MP3D_STREAM_OK);
+    EXPECT_EQ(stats.status_counts[MP3D_OK], 2 * s.info().info_frames);
+    EXPECT_EQ(stats.frames, s.info().info_frames);
+    EXPECT_EQ(stats.layer3_granules, 2 * s.info().info_frames);
+    EXPECT_EQ(stats.min_bitrate_kbps, 128);
+    EXPECT_EQ(stats.max_bitrate_kbps, 128);
+    EXPECT_LE(stats.bytes_read, static_cast<int64_t>(file.size()));  // the padding may stay unread
 }
 
 // A stream whose rate and channels change: the block that brings the change
