@@ -221,27 +221,26 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
     info.seekable = config->seek != nullptr;
     ByteWindow &w = s->window;
 
+    // The end of the input and its tags, when it can be seen now (first: the
+    // head is read once, after it).
+    if (info.seekable) {
+        const int64_t size = window_input_size(w);
+        if (size < 0) return MP3D_STREAM_ERROR_IO;
+        read_end_tags(s, size);
+        if (w.failed) return MP3D_STREAM_ERROR_IO;
+    }
+
     // Leading ID3v2 tags, back to back.
     int64_t at = 0;
     for (;;) {
         const uint8_t *p = nullptr;
         if (window_fetch(w, at, 10, &p) < 10) break;
         const int64_t tag = id3v2_tag_bytes(p);
-        if (tag == 0) break;
+        if (tag == 0 || (info.audio_end >= 0 && at + tag > info.audio_end)) break;
         at += tag;
     }
     info.id3v2 = MP3D_Stream_Tag{0, at};
     if (w.failed) return MP3D_STREAM_ERROR_IO;
-
-    // The end of the input and its tags, when it can be seen now.
-    int64_t size = -1;
-    if (info.seekable) {
-        size = window_input_size(w);
-        if (size < 0) return MP3D_STREAM_ERROR_IO;
-        info.audio_offset = at;  // bounds the end tags
-        read_end_tags(s, size);
-        if (w.failed) return MP3D_STREAM_ERROR_IO;
-    }
 
     FoundFrame first;
     if (!find_frame(w, at, kFirstFrameReach, info.audio_end, nullptr, 0, first))

@@ -182,7 +182,8 @@ TEST(StreamReading, BlocksAnd16BitOutput) {
     EXPECT_EQ(stats.layer3_granules, 2 * s.info().info_frames);
     EXPECT_EQ(stats.min_bitrate_kbps, 128);
     EXPECT_EQ(stats.max_bitrate_kbps, 128);
-    EXPECT_LE(stats.bytes_read, static_cast<int64_t>(file.size()));  // the padding may stay unread
+    // The head once, and the last bytes for the end tags.
+    EXPECT_LE(stats.bytes_read, static_cast<int64_t>(file.size()) + 355);
 }
 
 // A stream whose rate and channels change: the block that brings the change
