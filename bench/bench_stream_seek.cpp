@@ -2,9 +2,10 @@
 // input bytes and seek callbacks of an open, a first seek to the middle, a
 // second seek to three quarters (the seek index filled by the first), and
 // the read of one block after each.
-// Usage: mp3d_stream_seek_bench FILE...
+// Usage: mp3d_stream_seek_bench [--once] FILE...   (--once: the seek to the middle only)
 #include <chrono>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 #include "mp3d_stream.h"
@@ -31,7 +32,8 @@ double microseconds(std::chrono::steady_clock::time_point since) {
 int main(int argc, char **argv) {
     std::printf("%-28s %8s %9s | %-28s | %-28s\n", "file", "MB", "minutes",
                 "open: us, kB read, seeks", "seek 1/2 + read: us, kB, seeks");
-    for (int a = 1; a < argc; ++a) {
+    const bool once = argc > 1 && std::string(argv[1]) == "--once";
+    for (int a = once ? 2 : 1; a < argc; ++a) {
         FILE *f = std::fopen(argv[a], "rb");
         if (f == nullptr) return 1;
         MP3D_Stream_Config config{};
@@ -59,6 +61,7 @@ int main(int argc, char **argv) {
                     static_cast<long long>(open_seeks));
         int64_t bytes = open_bytes, seeks = open_seeks;
         for (int64_t at : {info.total_samples / 2, info.total_samples * 3 / 4}) {
+            if (once && at != info.total_samples / 2) break;
             MP3D_Stream_Block block{};
             t = std::chrono::steady_clock::now();
             mp3d_stream_seek(s, at);
