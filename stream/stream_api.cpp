@@ -166,6 +166,24 @@ int64_t constant_offset(MP3D_Stream *s, int64_t k) {
     return -1;
 }
 
+// Whether the audio runs on well past the bytes that the Xing/Info frame
+// counts from its own start (files joined together). Where the end of the
+// audio is not known yet (a forward-only input), a frame header where the
+// counted bytes end tells; only what the input buffer holds is looked at,
+// since the decoder's current block must stay where it is.
+bool runs_on(const MP3D_Stream *s) {
+    const MP3D_Stream_Info &info = s->info;
+    if (info.info_bytes <= 0 ||
+        (info.info_frame != MP3D_STREAM_INFO_XING && info.info_frame != MP3D_STREAM_INFO_INFO))
+        return false;
+    const int64_t counted_end = s->info_offset + info.info_bytes;
+    if (info.audio_end >= 0) return info.audio_end > counted_end + 4 * kMaxFrameBytes;
+    const ByteWindow &w = s->window;
+    if (counted_end < w.base || counted_end + 4 > w.base + w.size) return false;
+    MpegHeader h;
+    return parse_header(w.data + (counted_end - w.base), h) && same_stream(h, s->first);
+}
+
 // Untrimmed position of the next sample the decoder delivers.
 int64_t next_position(const MP3D_Stream *s) {
     if (s->layer == 3 && s->granule > 0 && s->granule * 576 < s->frame_samples)
@@ -254,6 +272,7 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
     if (window_fetch(w, first.offset, first.bytes, &p) == first.bytes &&
         parse_info_frame(p, first.bytes, first.header, tag)) {
         info.audio_offset = first.offset + first.bytes;
+        s->info_offset = first.offset;
         info.info_frame = tag.kind;
         info.info_frames = tag.frames;
         info.info_bytes = tag.bytes;
@@ -298,11 +317,7 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
         s->constant = alike && off >= -2 && off <= 2;
     }
     s->frames = -1;
-    // Files joined behind a tagged one: the audio runs on well past the
-    // bytes that the Xing/Info frame counts (from its own start).
-    if (info.info_bytes > 0 && info.audio_end >= 0 &&
-        (info.info_frame == MP3D_STREAM_INFO_XING || info.info_frame == MP3D_STREAM_INFO_INFO) &&
-        info.audio_end - first.offset > info.info_bytes + 4 * kMaxFrameBytes) {
+    if (runs_on(s)) {
         info.longer_than_tag = 1;
         info.info_frames = -1;
     }
@@ -407,6 +422,15 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
                 std::memset(words, 0, sizeof(int32_t) * static_cast<size_t>(n * s->channels));
         } else {
             continue;  // no PCM: the decoder resynchronises
+        }
+        if (!s->end_checked && trim.length >= 0 && at + n >= trim.skip + trim.length) {
+            s->end_checked = true;
+            if (runs_on(s)) {
+                s->info.longer_than_tag = 1;
+                s->info.length_exact = 0;
+                s->info.total_samples = -1;
+                s->trim.length = -1;
+            }
         }
         int32_t first = 0, count = 0;
         trim_block(trim, at, n, s->from, &first, &count);

@@ -24,6 +24,8 @@ struct MP3D_Stream {
     mp3d_stream::MpegHeader first;  // the first audio frame
     int32_t free_base;              // free format: unpadded frame length, else 0
     bool constant;                  // frame offsets by arithmetic
+    int64_t info_offset;            // of the information frame
+    bool end_checked;               // whether the input runs on past the counted end
     int64_t frames;                 // audio frames, -1 when unknown
     mp3d_stream::Trim trim;
 

@@ -278,3 +278,74 @@ TEST(StreamReading, RefusesBadArguments) {
     config.read = [](void *, uint8_t *, int32_t) -> int32_t { return -1; };
     EXPECT_EQ(mp3d_stream_open(&config, &s), MP3D_STREAM_ERROR_IO);
 }
+
+// Files joined behind a LAME file, read with and without seek callback: the
+// audio runs on past what the Info frame counts, so the end is not cut and
+// everything plays.
+TEST(StreamReading, JoinedFilesPlayToTheEnd) {
+    const Bytes one = fixture(kLame);
+    Bytes two = one;
+    append(two, one);
+    const std::vector<int32_t> single = mp3d_test::decode_all(one);
+    for (bool seekable : {true, false}) {
+        OpenStream s(two, seekable);
+        ASSERT_EQ(s.status, MP3D_STREAM_OK);
+        std::vector<int32_t> got;
+        s.read(got);
+        EXPECT_EQ(s.info().longer_than_tag, 1) << seekable;
+        EXPECT_EQ(s.info().length_exact, 0) << seekable;
+        // The first file's padding and the second's Info frame (silence)
+        // and delay play too.
+        EXPECT_GT(got.size(), 2 * single.size()) << seekable;
+        EXPECT_TRUE(std::equal(single.begin(), single.end(), got.begin())) << seekable;
+    }
+    OpenStream alone(one, false);
+    std::vector<int32_t> got;
+    alone.read(got);
+    EXPECT_EQ(alone.info().longer_than_tag, 0);
+    EXPECT_EQ(got, single);
+}
+
+// Tags of every kind around the audio, as large as they come: two ID3v2
+// tags in front (2 MB with footer, then a small one), APEv2, an ID3v2 tag
+// with footer and ID3v1 behind. Only the audio plays, with or without seek
+// callback and with short reads.
+TEST(StreamReading, TagsAroundTheAudio) {
+    Bytes big = id3v2(2'000'000);
+    big[5] = 0x10;  // footer present
+    const uint8_t footer[10] = {'3', 'D', 'I', 4, 0, 0x10, big[6], big[7], big[8], big[9]};
+    big.insert(big.end(), footer, footer + 10);
+    const Bytes audio = fixture(kLame);
+    Bytes file = big;
+    append(file, id3v2(10));
+    append(file, audio);
+    const size_t ape_at = file.size();
+    Bytes ape(64 + 200, 'x');
+    for (size_t at : {size_t{0}, size_t{232}}) {
+        std::fill_n(ape.begin() + static_cast<long>(at), 32, 0);
+        std::memcpy(&ape[at], "APETAGEX\xd0\x07", 10);
+        ape[at + 12] = 232, ape[at + 16] = 1, ape[at + 23] = at ? 0x80 : 0xa0;
+    }
+    append(file, ape);
+    Bytes end_id3 = id3v2(60);
+    end_id3[5] = 0x10;
+    const uint8_t end_footer[10] = {'3', 'D', 'I', 4, 0, 0x10, 0, 0, 0, 60};
+    end_id3.insert(end_id3.end(), end_footer, end_footer + 10);
+    append(file, end_id3);
+    append(file, id3v1());
+    const std::vector<int32_t> expect = mp3d_test::decode_all(audio);
+    for (bool seekable : {true, false})
+        for (int32_t reads : {1 << 30, 1000}) {
+            OpenStream s(file, seekable, reads);
+            ASSERT_EQ(s.status, MP3D_STREAM_OK);
+            std::vector<int32_t> got;
+            s.read(got);
+            EXPECT_EQ(got, expect) << seekable << " " << reads;
+            const MP3D_Stream_Info i = s.info();
+            EXPECT_EQ(i.id3v2.bytes, 2'000'020 + 20);
+            EXPECT_EQ(i.apev2.offset, static_cast<int64_t>(ape_at));
+            EXPECT_EQ(i.apev2.bytes, 264);
+            EXPECT_EQ(i.id3v2_end.bytes, 80);
+            EXPECT_EQ(i.id3v1.bytes, 128);
+        }
+}

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "container/container_reader.h"
+#include "cli_stream.h"
 #include "harness/decode_run.h"
 
 namespace mp3d_tools {
@@ -21,15 +21,18 @@ constexpr int kExitUsage = 2;   // bad command line, or the output would overwri
 
 struct CliOptions {
     size_t block_size = 65536;
-    bool bits24 = false;      // --24: 24-bit output (pcm_no_shift)
-    bool raw = false;         // --raw: words unchanged, signed 32-bit LE
-    bool tsv = false;         // compare: tab-separated lines
-    bool gapless = true;      // decode: trim encoder delay and padding (--no-gapless: keep)
-    bool verbose = false;     // decode: report stream errors per code (-v)
-    bool quiet = false;       // decode: no summary line, no progress bar (-q)
-    bool dither = false;      // decode: TPDF dither before rounding to 16 bits
-    bool no_partial = false;  // decode: remove the output when the decode does not complete
-    bool help = false;        // --help after the command
+    bool bits24 = false;           // --24: 24-bit output (pcm_no_shift)
+    bool raw = false;              // --raw: words unchanged, signed 32-bit LE
+    bool tsv = false;              // compare: tab-separated lines
+    bool gapless = true;           // decode: trim encoder delay and padding (--no-gapless: keep)
+    bool verbose = false;          // decode: report stream errors per code (-v)
+    bool quiet = false;            // decode: no summary line, no progress bar (-q)
+    bool dither = false;           // decode: TPDF dither before rounding to 16 bits
+    bool no_partial = false;       // decode: remove the output when the decode does not complete
+    bool help = false;             // --help after the command
+    double seek_seconds = 0;       // decode: start here (--seek)
+    double duration_seconds = -1;  // decode: this much at most (--duration), -1: all
+    bool positioned = false;       // --seek or --duration given
     std::vector<std::string> operands;
 };
 
@@ -54,15 +57,18 @@ void close_input(std::FILE *file);
 // stalled decoder, unreadable input) and returns false; true when it is fine.
 bool check_decoded(const std::string &in, const DecodeStats &stats);
 
-// Receives the PCM of one call after gapless trimming: `frames` sample
-// frames laid out as `info` describes.
-using ContainerSink =
-    std::function<bool(const int32_t *words, size_t frames, const MP3D_Frame_Info &info)>;
-// Decodes the audio of a file read through `container` (tags dropped,
-// gapless trimming unless options.gapless is off), with a progress bar on
-// stderr when `progress` is set and the input is a regular file.
-DecodeStats decode_container(std::FILE *input, const std::string &in, const CliOptions &options,
-                             bool progress, ContainerReader &container, const ContainerSink &sink);
+// Receives one block of PCM (24-bit words, after gapless trimming).
+using StreamSink = std::function<bool(const int32_t *words, const MP3D_Stream_Block &block)>;
+// Decodes the audio of a file opened through the stream layer from its
+// current position, up to max_samples samples per channel (-1: all), with a
+// progress bar on stderr when `progress` is set and the input is a regular
+// file. Returns false when the sink gave up.
+bool decode_stream(std::FILE *input, const std::string &in, bool progress, StreamFile &file,
+                   int64_t max_samples, const StreamSink &sink);
+// Opens `input` through the stream layer; on failure prints why (as
+// check_decoded does) and returns false.
+bool open_stream(std::FILE *input, const std::string &in, const CliOptions &options,
+                 StreamFile &file, const volatile std::sig_atomic_t *stop = nullptr);
 // Prints the count of every stream error code met, on stderr.
 void print_stream_errors(const DecodeStats &stats);
 

@@ -97,61 +97,38 @@ uint64_t file_size(std::FILE *file) {
 
 }  // namespace
 
-DecodeStats decode_container(std::FILE *input, const std::string &in, const CliOptions &options,
-                             bool progress, ContainerReader &container, const ContainerSink &sink) {
-    DecodeOptions decode_options;
-    decode_options.block_size = options.block_size;
-    decode_options.pcm_no_shift = options.bits24;
+bool open_stream(std::FILE *input, const std::string &in, const CliOptions &options,
+                 StreamFile &file, const volatile std::sig_atomic_t *stop) {
+    const int32_t status = file.open(input, options.block_size, options.gapless, stop);
+    if (status == MP3D_STREAM_OK) return true;
+    DecodeStats stats;
+    stats.read_failed = file.read_failed() || status == MP3D_STREAM_ERROR_IO;
+    stats.init_failed = status == MP3D_STREAM_ERROR_ARGUMENT;
+    check_decoded(in, stats);  // says why: no audio, read error
+    return false;
+}
+
+bool decode_stream(std::FILE *input, const std::string &in, bool progress, StreamFile &file,
+                   int64_t max_samples, const StreamSink &sink) {
     ProgressBar bar(in == "-" ? "stdin" : fs::path(in).filename().string(),
                     progress ? file_size(input) : 0);
-    GaplessTrim trim;
-    bool trim_known = false;
-    // Output past the tag's end is held back: it is the padding, unless the
-    // stream runs on for longer (files joined together), when it is
-    // delivered after all and the end is not cut.
-    struct Held {
-        std::vector<int32_t> words;
-        MP3D_Frame_Info info;
-    };
-    std::vector<Held> held;
-    size_t held_frames = 0;
-    const ByteReader reader = container.reader();
-    DecodeStats stats = run_decoder(
-        reader, decode_options,
-        [&](const int32_t *words, size_t count, const MP3D_Frame_Info &info) {
-            if (!trim_known) {
-                // The information frame has been read with the first bytes.
-                trim_known = true;
-                if (options.gapless && container.info_frame())
-                    trim = GaplessTrim(*container.info_frame());
-            }
-            bar.update(container.source_bytes());
-            const size_t channels = static_cast<size_t>(info.num_channels);
-            size_t first = 0, frames = 0, beyond = 0;
-            trim.apply(count / channels, &first, &frames, &beyond);
-            if (frames > 0 && !sink(words + first * channels, frames, info)) return false;
-            if (beyond == 0) return true;
-            held.push_back(
-                {std::vector<int32_t>(words + count - beyond * channels, words + count), info});
-            held_frames += beyond;
-            const auto &tag = *container.info_frame();
-            if (held_frames <= static_cast<size_t>(tag.encoder_padding) +
-                                   2 * static_cast<size_t>(tag.header.samples_per_frame))
-                return true;
-            std::fprintf(stderr,
-                         "mp3d: %s: the stream runs on past the length that its "
-                         "LAME tag gives; its end is not trimmed\n",
-                         in == "-" ? "stdin" : in.c_str());
-            trim.keep_end();
-            for (const Held &h : held)
-                if (!sink(h.words.data(), h.words.size() / static_cast<size_t>(h.info.num_channels),
-                          h.info))
-                    return false;
-            held.clear();
-            return true;
-        });
+    std::vector<int32_t> pcm(MP3D_MAX_OUTPUT_WORDS);
+    MP3D_Stream_Block block{};
+    int64_t done = 0;
+    bool ok = true;
+    while ((max_samples < 0 || done < max_samples) &&
+           mp3d_stream_read(file.stream(), pcm.data(), &block) == MP3D_STREAM_OK) {
+        bar.update(file.bytes_read());
+        if (max_samples >= 0 && done + block.samples > max_samples)
+            block.samples = static_cast<int32_t>(max_samples - done);
+        done += block.samples;
+        if (!sink(pcm.data(), block)) {
+            ok = false;
+            break;
+        }
+    }
     bar.finish();
-    return stats;
+    return ok;
 }
 
 int cli_decode(const std::string &in, const std::string &out, const CliOptions &options,
@@ -167,43 +144,63 @@ int cli_decode(const std::string &in, const std::string &out, const CliOptions &
     catch_stop_signals();
 
     // The WAV is made from the 24-bit output: 16-bit samples are rounded
-    // (the library's own 16-bit mode truncates). --raw writes the library's
-    // words as they come.
-    CliOptions decode_options = options;
-    if (!options.raw) decode_options.bits24 = true;
+    // (the library's own 16-bit mode truncates). --raw writes the words of
+    // the library's 24-bit or (shifted by 8 as it does) 16-bit mode.
     WavWriter wav(out, options.bits24 ? 24 : 16);
     wav.set_dither(options.dither);
     RawWriter raw(out);
     FormatKeeper keeper;
-    bool read_failed = false;
     bool created = false;  // the sink has written: the output file exists
-    const ByteReader file = file_reader(input, &read_failed);
-    ContainerReader container([&file](uint8_t *dest, size_t count) -> size_t {
-        return g_stop_signal != 0 ? 0 : file(dest, count);
-    });
+    StreamFile file;
+    if (!open_stream(input, in, options, file, &g_stop_signal)) {
+        close_input(input);
+        if (g_stop_signal != 0) die_by(g_stop_signal);
+        return kExitFailed;
+    }
+    const MP3D_Stream_Info &info = file.info();
+    if (info.longer_than_tag && options.gapless)
+        std::fprintf(stderr,
+                     "mp3d: %s: the stream runs on past the length that its "
+                     "LAME tag gives; its end is not trimmed\n",
+                     name);
+    if (options.seek_seconds > 0)
+        mp3d_stream_seek(file.stream(),
+                         static_cast<int64_t>(options.seek_seconds * info.sample_rate + 0.5));
+    const int64_t max_samples =
+        options.duration_seconds < 0
+            ? -1
+            : static_cast<int64_t>(options.duration_seconds * info.sample_rate + 0.5);
     const bool progress = !options.quiet && isatty(fileno(stderr)) && out != "-";
-    DecodeStats stats = decode_container(
-        input, in, decode_options, progress, container,
-        [&](const int32_t *words, size_t frames, const MP3D_Frame_Info &info) {
-            if (g_stop_signal != 0) return false;
-            created = true;
-            const size_t channels = static_cast<size_t>(info.num_channels);
-            if (options.raw) return raw.write(words, frames * channels);
-            bool changed = false;
-            const std::vector<int32_t> &pcm =
-                keeper.convert(words, frames, info.num_channels, info.sample_rate, &changed);
-            if (changed)
-                std::fprintf(stderr,
-                             "mp3d: %s: the stream changes to %d Hz, %d channel(s); converting "
-                             "to %d Hz, %d channel(s)\n",
-                             name, info.sample_rate, info.num_channels, keeper.rate(),
-                             keeper.channels());
-            return pcm.empty() || wav.write(pcm.data(), pcm.size(), keeper.channels(),
-                                            static_cast<uint32_t>(keeper.rate()));
-        });
+    decode_stream(input, in, progress, file, max_samples,
+                  [&](const int32_t *words, const MP3D_Stream_Block &block) {
+                      if (g_stop_signal != 0) return false;
+                      created = true;
+                      const size_t count = static_cast<size_t>(block.samples * block.num_channels);
+                      if (options.raw) {
+                          if (options.bits24) return raw.write(words, count);
+                          // The decoder's own 16-bit range: its shift by 8.
+                          std::vector<int32_t> shifted(words, words + count);
+                          for (int32_t &w : shifted) w >>= 8;
+                          return raw.write(shifted.data(), count);
+                      }
+                      bool changed = false;
+                      const std::vector<int32_t> &pcm =
+                          keeper.convert(words, static_cast<size_t>(block.samples),
+                                         block.num_channels, block.sample_rate, &changed);
+                      if (changed)
+                          std::fprintf(
+                              stderr,
+                              "mp3d: %s: the stream changes to %d Hz, %d channel(s); converting "
+                              "to %d Hz, %d channel(s)\n",
+                              name, block.sample_rate, block.num_channels, keeper.rate(),
+                              keeper.channels());
+                      return pcm.empty() || wav.write(pcm.data(), pcm.size(), keeper.channels(),
+                                                      static_cast<uint32_t>(keeper.rate()));
+                  });
+    DecodeStats stats = file.stats();
     const int stop_signal = g_stop_signal;
     // A read cut short by the signal is the interruption, not a read error.
-    stats.read_failed = read_failed && stop_signal == 0;
+    stats.read_failed = stats.read_failed && stop_signal == 0;
     close_input(input);
 
     // The output is closed, with a header that gives the length written, on

@@ -6,19 +6,49 @@
 
 namespace mp3d_tools {
 
+namespace {
+
+const char *lame_vbr_method_name(int method) {
+    switch (method) {
+        case 1:
+            return "CBR";
+        case 2:
+            return "ABR";
+        case 3:
+        case 4:
+        case 5:
+        case 6:
+            return "VBR";
+        case 8:
+            return "CBR (2 pass)";
+        case 9:
+            return "ABR (2 pass)";
+        default:
+            return "unknown";
+    }
+}
+
+}  // namespace
+
 int cli_info(const std::string &in, const CliOptions &options) {
     std::FILE *input = open_input(in);
     if (input == nullptr) return kExitFailed;
-    bool read_failed = false;
-    ContainerReader container(file_reader(input, &read_failed));
+    StreamFile file;
+    if (!open_stream(input, in, options, file)) {
+        close_input(input);
+        return kExitFailed;
+    }
     uint64_t kept_frames = 0;  // sample frames after gapless trimming
-    DecodeStats stats =
-        decode_container(input, in, options, false, container,
-                         [&kept_frames](const int32_t *, size_t frames, const MP3D_Frame_Info &) {
-                             kept_frames += frames;
-                             return true;
-                         });
-    stats.read_failed = read_failed;
+    decode_stream(input, in, false, file, -1,
+                  [&kept_frames](const int32_t *, const MP3D_Stream_Block &block) {
+                      kept_frames += static_cast<uint64_t>(block.samples);
+                      return true;
+                  });
+    const DecodeStats stats = file.stats();
+    // Read again after the decode: the end tags of a pipe are known now.
+    MP3D_Stream_Info info{};
+    mp3d_stream_get_info(file.stream(), &info);
+    const MP3D_Stream_Info &tag = info;
     close_input(input);
     if (!check_decoded(in, stats)) {
         // Where frames were found, the codes tell why none decoded.
@@ -45,44 +75,46 @@ int cli_info(const std::string &in, const CliOptions &options) {
     else
         std::printf("bitrate:         %d to %d kbit/s (variable)\n", stats.min_bitrate,
                     stats.max_bitrate);
-    const auto &tag = container.info_frame();
     const bool variable = stats.min_bitrate != stats.max_bitrate ||
-                          (tag && tag->has_lame &&
-                           (tag->vbr_method == 2 || tag->vbr_method == 9 ||
-                            (tag->vbr_method >= 3 && tag->vbr_method <= 6)));
+                          (tag.has_lame && (tag.vbr_method == 2 || tag.vbr_method == 9 ||
+                                            (tag.vbr_method >= 3 && tag.vbr_method <= 6)));
     std::printf("encoding:        %s\n", variable ? "VBR" : "CBR");
     std::printf("duration:        %.3f s (%llu samples per channel%s)\n",
                 static_cast<double>(kept_frames) / f.sample_rate,
                 static_cast<unsigned long long>(kept_frames),
-                !options.gapless                    ? ", gapless trimming off"
-                : tag && GaplessTrim(*tag).active() ? ", gapless"
-                                                    : "");
-    if (tag) {
-        std::printf("encoder tag:     %s frame", tag->kind.c_str());
-        if (tag->frames >= 0) std::printf(", %lld frames", static_cast<long long>(tag->frames));
-        if (tag->bytes >= 0) std::printf(", %lld bytes", static_cast<long long>(tag->bytes));
-        if (tag->quality >= 0) std::printf(", quality %d", tag->quality);
+                !options.gapless ? ", gapless trimming off"
+                : tag.gapless    ? ", gapless"
+                                 : "");
+    if (tag.info_frame != MP3D_STREAM_INFO_NONE) {
+        std::printf("encoder tag:     %s frame", info_frame_name(tag.info_frame));
+        if (tag.info_frames >= 0)
+            std::printf(", %lld frames", static_cast<long long>(tag.info_frames));
+        if (tag.info_bytes >= 0)
+            std::printf(", %lld bytes", static_cast<long long>(tag.info_bytes));
+        if (tag.info_quality >= 0) std::printf(", quality %d", tag.info_quality);
         std::printf("\n");
-        if (tag->has_lame) {
-            std::printf("encoder:         %s, %s", tag->encoder.c_str(),
-                        lame_vbr_method_name(tag->vbr_method));
-            if (tag->lame_bitrate_kbps > 0) std::printf(" %d kbit/s", tag->lame_bitrate_kbps);
-            if (tag->lowpass_hz > 0) std::printf(", lowpass %d Hz", tag->lowpass_hz);
+        if (tag.has_lame) {
+            std::printf("encoder:         %s, %s", tag.encoder,
+                        lame_vbr_method_name(tag.vbr_method));
+            if (tag.lame_bitrate_kbps > 0) std::printf(" %d kbit/s", tag.lame_bitrate_kbps);
+            if (tag.lowpass_hz > 0) std::printf(", lowpass %d Hz", tag.lowpass_hz);
             std::printf("\n");
         }
-        if (tag->encoder_delay >= 0)
-            std::printf("encoder delay:   %d samples, padding %d samples\n", tag->encoder_delay,
-                        tag->encoder_padding);
+        if (tag.encoder_delay >= 0)
+            std::printf("encoder delay:   %d samples, padding %d samples\n", tag.encoder_delay,
+                        tag.encoder_padding);
     }
-    const TrailingTags &trailing = container.trailing_tags();
-    if (container.leading_tag_bytes() > 0 || trailing.total() > 0) {
+    if (info.id3v2.bytes > 0 || info.id3v2_end.bytes > 0 || info.apev2.bytes > 0 ||
+        info.id3v1.bytes > 0) {
         std::printf("tags:           ");
-        if (container.leading_tag_bytes() > 0)
-            std::printf(" ID3v2 (%llu bytes)",
-                        static_cast<unsigned long long>(container.leading_tag_bytes()));
-        if (trailing.id3v2 > 0) std::printf(" ID3v2 at the end (%zu bytes)", trailing.id3v2);
-        if (trailing.apev2 > 0) std::printf(" APEv2 (%zu bytes)", trailing.apev2);
-        if (trailing.id3v1 > 0) std::printf(" ID3v1");
+        if (info.id3v2.bytes > 0)
+            std::printf(" ID3v2 (%llu bytes)", static_cast<unsigned long long>(info.id3v2.bytes));
+        if (info.id3v2_end.bytes > 0)
+            std::printf(" ID3v2 at the end (%llu bytes)",
+                        static_cast<unsigned long long>(info.id3v2_end.bytes));
+        if (info.apev2.bytes > 0)
+            std::printf(" APEv2 (%llu bytes)", static_cast<unsigned long long>(info.apev2.bytes));
+        if (info.id3v1.bytes > 0) std::printf(" ID3v1");
         std::printf("\n");
     }
     std::printf("frames:          %llu (%d samples per channel each)\n",

@@ -24,16 +24,19 @@ struct CommandHelp {
 
 const CommandHelp kCommands[] = {
     {"decode",
-     "mp3d decode [--24 | --dither] [--no-gapless] [--no-partial] [-v] [-q] [--block N] IN "
-     "OUT.wav\n"
-     "mp3d decode --raw [--24] [--no-gapless] [--no-partial] [-v] [-q] [--block N] IN OUT\n",
+     "mp3d decode [--24 | --dither] [--no-gapless] [--seek S] [--duration S] [--no-partial] [-v] "
+     "[-q] [--block N] IN OUT.wav\n"
+     "mp3d decode --raw [--24] [--no-gapless] [--seek S] [--duration S] [--no-partial] [-v] [-q] "
+     "[--block N] IN OUT\n",
      "decode    writes a 16-bit WAV, each sample rounded to nearest from the decoder's\n"
      "          24-bit output (--dither: triangular dither of +-1 LSB first; --24: a\n"
      "          24-bit WAV). --raw writes the decoder's 32-bit output words unchanged,\n"
      "          little-endian (16-bit range, shifted by the decoder, unless --24).\n"
      "          ID3v2, ID3v1 and APEv2 tags and the Xing/Info/VBRI frame are skipped;\n"
      "          the encoder delay and padding that a LAME tag records are trimmed\n"
-     "          (--no-gapless: kept). A stream that changes rate or channel count is\n"
+     "          (--no-gapless: kept). --seek S starts S seconds in, exactly at that\n"
+     "          sample; --duration S writes at most S seconds (of the first format).\n"
+     "          A stream that changes rate or channel count is\n"
      "          converted to its first format. -v: count the stream errors; -q: no\n"
      "          summary, no progress bar. OUT is created with the first decoded\n"
      "          frame; when the decode stops early (read or write error, SIGINT,\n"
@@ -55,7 +58,8 @@ const CommandHelp kCommands[] = {
 };
 
 const char kCommon[] =
-    "--block N feeds the decoder N bytes per input callback (default 65536).\n"
+    "--block N reads at most N bytes per read (default 65536); compare and checksum\n"
+    "          hand the decoder blocks of N bytes.\n"
     "IN and OUT may be '-' for standard input and output.\n"
     "\n"
     "Exit status:\n"
@@ -116,6 +120,16 @@ bool parse_options(int argc, char **argv, int first, CliOptions &options) {
             options.no_partial = true;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
+        } else if (arg == "--seek" || arg == "--duration") {
+            char *end = nullptr;
+            const double v = i + 1 < argc ? std::strtod(argv[i + 1], &end) : -1;
+            if (i + 1 >= argc || end == argv[i + 1] || *end != '\0' || !(v >= 0) || v > 1e7) {
+                std::fprintf(stderr, "mp3d: %s needs a number of seconds\n", arg.c_str());
+                return false;
+            }
+            ++i;
+            (arg == "--seek" ? options.seek_seconds : options.duration_seconds) = v;
+            options.positioned = true;
         } else if (arg == "--block") {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "mp3d: --block needs a byte count\n");
@@ -215,7 +229,8 @@ int main(int argc, char **argv) {
         return kExitOk;
     }
     const auto &ops = options.operands;
-    const bool decode_only = options.verbose || options.quiet || options.no_partial;
+    const bool decode_only =
+        options.verbose || options.quiet || options.no_partial || options.positioned;
     if (command == "decode" && ops.size() == 2 &&
         !(options.dither && (options.bits24 || options.raw)))
         return cli_decode(ops[0], ops[1], options, false);

@@ -1,5 +1,4 @@
-# mp3d_harness: decoding through the public API, the file container (tags,
-# information frame, gapless trimming), WAV output, comparison with
+# mp3d_harness: decoding through the public API, WAV output, comparison with
 # reference decodings and output hashing; shared by the mp3d tool and the
 # tests. Included from tools/ and tests/; defined once.
 if(NOT TARGET mp3d_harness)
@@ -8,9 +7,7 @@ if(NOT TARGET mp3d_harness)
     ${PROJECT_SOURCE_DIR}/tools/harness/decode_run.cpp
     ${PROJECT_SOURCE_DIR}/tools/harness/mpg123_reference.cpp
     ${PROJECT_SOURCE_DIR}/tools/harness/stream_input.cpp
-    ${PROJECT_SOURCE_DIR}/tools/harness/wav_writer.cpp
-    ${PROJECT_SOURCE_DIR}/tools/container/container_reader.cpp
-    ${PROJECT_SOURCE_DIR}/tools/container/tags.cpp)
+    ${PROJECT_SOURCE_DIR}/tools/harness/wav_writer.cpp)
   target_include_directories(mp3d_harness PUBLIC ${PROJECT_SOURCE_DIR}/tools)
   target_link_libraries(mp3d_harness PUBLIC mp3d_static)
   target_compile_options(mp3d_harness PRIVATE ${MP3D_WARNINGS})
