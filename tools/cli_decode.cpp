@@ -214,6 +214,10 @@ int cli_decode(const std::string &in, const std::string &out, const CliOptions &
     } else if (!write_error.empty()) {
         std::fprintf(stderr, "mp3d: %s\n", write_error.c_str());
         ok = false;
+    } else if (options.seek_seconds > 0 && !created && !stats.read_failed) {
+        std::fprintf(stderr, "mp3d: %s: nothing to decode after %g s\n", name,
+                     options.seek_seconds);
+        ok = false;
     } else if (!check_decoded(in, stats) || !finished) {
         ok = false;
     }

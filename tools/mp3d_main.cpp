@@ -123,7 +123,8 @@ bool parse_options(int argc, char **argv, int first, CliOptions &options) {
         } else if (arg == "--seek" || arg == "--duration") {
             char *end = nullptr;
             const double v = i + 1 < argc ? std::strtod(argv[i + 1], &end) : -1;
-            if (i + 1 >= argc || end == argv[i + 1] || *end != '\0' || !(v >= 0) || v > 1e7) {
+            const bool positive = arg == "--duration" ? v > 0 : v >= 0;
+            if (i + 1 >= argc || end == argv[i + 1] || *end != '\0' || !positive || v > 1e7) {
                 std::fprintf(stderr, "mp3d: %s needs a number of seconds\n", arg.c_str());
                 return false;
             }
