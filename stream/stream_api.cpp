@@ -464,7 +464,10 @@ extern "C" MP3D_API int32_t mp3d_stream_read(MP3D_Stream *s, void *pcm, MP3D_Str
 
 extern "C" MP3D_API int32_t mp3d_stream_seek(MP3D_Stream *s, int64_t sample) {
     if (s == nullptr) return MP3D_STREAM_ERROR_ARGUMENT;
+    // Beyond 2^40 samples (more than 250 days) nothing lies; the bound keeps
+    // the offset arithmetic in range.
     if (sample < 0) sample = 0;
+    if (sample > (int64_t{1} << 40)) sample = int64_t{1} << 40;
     const Trim &trim = s->trim;
     if (trim.length >= 0 && sample >= trim.length) {
         s->ended = true;

@@ -1,5 +1,5 @@
 // Whole files through the stream layer, made at test time with lame,
-// twolame and sox: gapless round trips against the original length and
+// twolame and sox, and the committed fixtures: gapless round trips against the original length and
 // libmpg123's gapless decode, exact seeks on variable-bitrate, VBRI,
 // tagged, Layer II and unmarked streams, and files with no audio or cut
 // short.
@@ -46,8 +46,9 @@ std::string lame_file(const std::string &name, int rate, int channels, int sampl
     return dir.empty() ? "" : dir + "/out.mp3";
 }
 
-// Seeks to frame boundaries, their neighbours, the first and last frames and
-// random places; each read after a seek must equal the full decode there.
+// Seeks to frame boundaries, their neighbours, the first and last frames,
+// past the end and random places, forwards and backwards; each read after a
+// seek must equal the full decode there.
 void expect_exact_seeks(const Bytes &data, const std::string &what) {
     const std::vector<int32_t> full = mp3d_test::decode_all(data);
     OpenStream s(data);
@@ -55,7 +56,7 @@ void expect_exact_seeks(const Bytes &data, const std::string &what) {
     const int channels = s.channels;
     const int64_t total = static_cast<int64_t>(full.size()) / channels;
     const int32_t spf = s.info().samples_per_frame;
-    std::vector<int64_t> at = {total / 2, 0, 1, spf - 1, total - 1, total - spf / 2, total + 1};
+    std::vector<int64_t> at = {total / 2, 0, 1, spf - 1, total - 1, total - spf / 2, total + 1, 3};
     for (int64_t k : {1, 4, 9, 30, 31}) at.insert(at.end(), {k * spf - 1, k * spf, k * spf + 1});
     std::mt19937 random(7);
     for (int i = 0; i < 10; ++i) at.push_back(static_cast<int64_t>(random() % total));
@@ -122,9 +123,9 @@ TEST(StreamFiles, GaplessRoundTrips) {
     }
 }
 
-// Seeks on VBR (Xing table) and CBR streams of every version, a VBR stream
-// without information frame (walked), a stream whose information frame is
-// Fraunhofer's VBRI, Layer II, and a file wrapped in tags.
+// Seeks on VBR (Xing table) and CBR streams of every version, streams
+// without information frame (walked, and by arithmetic), and a stream whose
+// information frame is Fraunhofer's VBRI.
 TEST(StreamFiles, SeeksAreExactOnEveryKindOfFile) {
     if (!have_tools()) GTEST_SKIP() << "lame or sox missing";
     const std::string vbr = lame_file("seek_vbr", 44100, 2, 150001, "-V 2");
@@ -190,38 +191,21 @@ TEST(StreamFiles, SeeksAreExactOnEveryKindOfFile) {
         EXPECT_EQ(got, mp3d_test::decode_all(audio, keep));
     }
     expect_exact_seeks(file, "VBRI");
+}
 
-    // Tags around the audio: a 300 kB ID3v2 tag, APEv2, ID3v1.
-    Bytes tagged(10 + 300000, 0);
-    const uint8_t id3[10] = {'I', 'D', '3', 3, 0, 0, 0, 0x12, 0x27, 0x60};  // body 300000
-    std::memcpy(tagged.data(), id3, 10);
-    const Bytes inner = mp3d_test::read_bytes(vbr);
-    append(tagged, inner);
-    const size_t ape_at = tagged.size();
-    Bytes ape(32 + 40 + 32, 'x');
-    for (size_t at : {size_t{0}, size_t{72}}) {
-        std::fill_n(ape.begin() + static_cast<long>(at), 32, 0);
-        std::copy_n("APETAGEX\xd0\x07", 10, ape.begin() + static_cast<long>(at));
-        ape[at + 12] = 72, ape[at + 16] = 1, ape[at + 23] = at ? 0x80 : 0xa0;
-    }
-    append(tagged, ape);
-    const char v1[] = "TAGtitle";
-    append(tagged, reinterpret_cast<const uint8_t *>(v1), 8);
-    tagged.resize(tagged.size() + 120, ' ');
-    {
-        OpenStream s(tagged);
-        ASSERT_EQ(s.status, MP3D_STREAM_OK);
-        const MP3D_Stream_Info i = s.info();
-        EXPECT_EQ(i.id3v2.bytes, 300010);
-        EXPECT_EQ(i.apev2.offset, static_cast<int64_t>(ape_at));
-        EXPECT_EQ(i.apev2.bytes, 104);
-        EXPECT_EQ(i.id3v1.bytes, 128);
-        EXPECT_EQ(i.audio_end, static_cast<int64_t>(ape_at));
-        std::vector<int32_t> got;
-        s.read(got);
-        EXPECT_EQ(got, mp3d_test::decode_all(inner));
-    }
-    expect_exact_seeks(tagged, "tagged");
+TEST(StreamFiles, CommittedFixturesSeekExactly) {
+    for (const char *name :
+         {"tests/fixtures/layer3/m1_44k_stereo_cbr128.mp3",
+          "tests/fixtures/layer3/m1_44k_joint_vbr.mp3",
+          "tests/fixtures/layer3/m1_48k_joint_free160.mp3",
+          "tests/fixtures/layer3/m2_24k_stereo_vbr.mp3",
+          "tests/fixtures/layer3/m25_8k_mono_cbr16.mp3",
+          "tests/fixtures/layer3/m25_12k_stereo_vbr.mp3",
+          "tests/fixtures/layer3/m1_32k_joint_nores_cbr96.mp3",
+          "tests/fixtures/layer3/m2_22k_mono_crc_cbr48.mp3",
+          "tests/fixtures/layer2/stereo_44k_64_pad.mp2",
+          "tests/fixtures/layer2/lsf_joint_24k_96_crc.mp2", "samples/sample.mp3"})
+        expect_exact_seeks(mp3d_test::read_bytes(std::string(MP3D_SOURCE_DIR) + "/" + name), name);
 }
 
 TEST(StreamFiles, LayerTwoSeeksExactly) {

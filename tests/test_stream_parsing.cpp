@@ -1,5 +1,5 @@
 // The stream layer's parsers and bookkeeping: frame headers, tags,
-// information frames, the seek index and the trimming arithmetic.
+// information frames and the seek index.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,7 +7,6 @@
 
 #include "mp3d_stream.h"
 #include "stream/frame_scan.h"
-#include "stream/gapless.h"
 #include "stream/info_frame.h"
 #include "stream/mpeg_header.h"
 #include "stream/tags.h"
@@ -135,28 +134,4 @@ TEST(StreamParsing, SeekIndexThinsWhenFull) {
     EXPECT_EQ(index_lookup(index, 0).frame, 0u);
     index_note(index, 16, 1);  // known already: ignored
     EXPECT_EQ(index_lookup(index, 16).offset, 1600u);
-}
-
-TEST(StreamParsing, Trimming) {
-    // 100 frames of 1152, delay 576, padding 1000: 113624 samples after
-    // the decoder delay plus encoder delay (1105).
-    const Trim t = make_trim(100, 1152, 576, 1000);
-    EXPECT_EQ(t.skip, 1105);
-    EXPECT_EQ(t.length, 115200 - 1576);
-    int32_t first = 0, count = 0;
-    trim_block(t, 576, 576, 0, &first, &count);  // the block holding the start
-    EXPECT_EQ(first, 1105 - 576);
-    EXPECT_EQ(count, 1152 - 1105);
-    trim_block(t, 115200 - 576, 576, 0, &first, &count);  // the last 471 samples are padding
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(count, 1105 + 113624 - (115200 - 576));
-    trim_block(t, 1105 + 113624, 576, 0, &first, &count);
-    EXPECT_EQ(count, 0);
-    trim_block(t, 1152 * 50, 576, 1152 * 50 + 100, &first, &count);  // after a seek
-    EXPECT_EQ(first, 100);
-    EXPECT_EQ(count, 476);
-    const Trim none = make_trim(-1, 576, -1, -1);
-    EXPECT_EQ(none.length, -1);
-    trim_block(none, 1 << 30, 576, 0, &first, &count);
-    EXPECT_EQ(count, 576);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -309,7 +310,7 @@ TEST(StreamReading, JoinedFilesPlayToTheEnd) {
 // Tags of every kind around the audio, as large as they come: two ID3v2
 // tags in front (2 MB with footer, then a small one), APEv2, an ID3v2 tag
 // with footer and ID3v1 behind. Only the audio plays, with or without seek
-// callback and with short reads.
+// callback and with short reads, and seeks land as in the bare audio.
 TEST(StreamReading, TagsAroundTheAudio) {
     Bytes big = id3v2(2'000'000);
     big[5] = 0x10;  // footer present
@@ -347,5 +348,56 @@ TEST(StreamReading, TagsAroundTheAudio) {
             EXPECT_EQ(i.apev2.bytes, 264);
             EXPECT_EQ(i.id3v2_end.bytes, 80);
             EXPECT_EQ(i.id3v1.bytes, 128);
+            if (!seekable) continue;
+            for (int64_t at : {int64_t{20000}, int64_t{5}, int64_t{30000}}) {
+                ASSERT_EQ(mp3d_stream_seek(s.stream, at), MP3D_STREAM_OK);
+                got.clear();
+                s.read(got);
+                EXPECT_TRUE(std::equal(got.begin(), got.end(), expect.begin() + 2 * at));
+                EXPECT_EQ(got.size(), expect.size() - 2 * static_cast<size_t>(at));
+            }
         }
+}
+
+// Damaged files: bytes changed at random places (frame headers, the Info
+// frame, tags, audio), random cuts and random seeks. Whatever the damage,
+// open either refuses or gives a stream that reads to its end within a
+// bounded number of calls, and seeks return. (Run under the sanitizers, the
+// same test checks every access.)
+TEST(StreamReading, DamagedFilesStaySafe) {
+    Bytes base = id3v2(300);
+    append(base, fixture(kLame));
+    append(base, id3v1());
+    const Bytes layer2 = fixture(kLayer2);
+    std::mt19937 random(2024);
+    for (int round = 0; round < 300; ++round) {
+        Bytes file = round % 3 == 2 ? layer2 : base;
+        const int changes = 1 + static_cast<int>(random() % 40);
+        for (int i = 0; i < changes; ++i) {
+            // Half the changes near the start: tags, Info frame, first headers.
+            const size_t span = random() % 2 ? std::min<size_t>(file.size(), 1500) : file.size();
+            file[random() % span] = static_cast<uint8_t>(random());
+        }
+        if (random() % 4 == 0) file.resize(random() % file.size());
+        const bool seekable = random() % 2;
+        OpenStream s(file, seekable, 1 + static_cast<int32_t>(random() % 5000));
+        if (s.status != MP3D_STREAM_OK) {
+            EXPECT_TRUE(s.status == MP3D_STREAM_ERROR_NO_AUDIO) << round << ": " << s.status;
+            continue;
+        }
+        std::vector<int32_t> pcm(MP3D_MAX_OUTPUT_WORDS);
+        MP3D_Stream_Block block{};
+        for (int pass = 0; pass < 3; ++pass) {
+            int calls = 0;
+            while (mp3d_stream_read(s.stream, pcm.data(), &block) == MP3D_STREAM_OK) {
+                ASSERT_LT(++calls, 4000) << round;
+                ASSERT_GT(block.samples, 0);
+                ASSERT_LE(block.samples * block.num_channels, MP3D_MAX_OUTPUT_WORDS);
+            }
+            const int64_t at = static_cast<int64_t>(random() % 60000);
+            const int32_t status = mp3d_stream_seek(s.stream, at);
+            EXPECT_TRUE(status == MP3D_STREAM_OK || (!seekable && status == MP3D_STREAM_ERROR_SEEK))
+                << round << ": " << status;
+        }
+    }
 }
