@@ -29,24 +29,26 @@
  * (MPEG-2 LSF, MPEG-2.5) before the frame, in earlier frames (the bit
  * reservoir); the first half of its filterbank output is added to the
  * overlap left by the previous granule; and the polyphase synthesis works
- * on the last 16 time slots of the previous granule. So the seek restarts
- * the decoder two granules before the target's frame (frame N-1 in MPEG-1,
- * frames N-2 and N-1 in LSF), plus one frame of margin, plus as many frames
- * again as hold 511 (255) bytes of main data, and drops the PCM of all of
- * them. At 128 kbit/s that is 5 frames (about 130 ms of audio decoded and
- * dropped); at the lowest rates up to about 30 frames. Layer II depends on
- * the synthesis history only: one frame back, plus the margin.
+ * on the last 16 time slots of the previous granule, whose own output
+ * carries the overlap of the granule before. So the two granules before the
+ * target's frame must decode as in a decode from the start (frame F-1 in
+ * MPEG-1, frames F-2 and F-1 in LSF), plus one frame of margin; before
+ * those, as many frames as hold 511 (255) bytes of main data refill the
+ * reservoir. The seek restarts the decoder there and drops the PCM up to
+ * the target: at 128 kbit/s (MPEG-1) 4 frames, about 100 ms of audio; at
+ * the lowest bitrates up to about 30 frames. Layer II depends on the
+ * synthesis history only: one frame back, plus the margin.
  *
  * The frame to start from is found by arithmetic in a constant-bitrate
- * stream (an "Info" frame, or no information frame and equal bitrates in
- * the first frames; the frame found there must carry a valid header, else
- * the frames are walked), otherwise by walking the frame headers from the
- * nearest point of a seek index that the walks fill in (one entry per
- * power-of-two number of frames, thinned when full). A Xing table of
- * contents maps percentages to byte positions rounded to 1/256 of the
- * file, which does not identify a frame, so exact seeks do not use it.
- * Exactness holds for undamaged streams; in damaged ones the seek still
- * lands near the target and decodes on safely.
+ * stream (an "Info" frame; or no information frame, the first 8 frames at
+ * one bitrate and the audio a whole number of frames long), checked by a
+ * valid header there (else the frames are walked); otherwise by walking the
+ * frame headers from the nearest point of a seek index that the walks fill
+ * in (one entry per power-of-two number of frames, thinned when full). A
+ * Xing table of contents maps percentages to byte positions rounded to
+ * 1/256 of the file, which does not identify a frame, so exact seeks do not
+ * use it. Exactness holds for undamaged streams; in damaged ones the seek
+ * lands near the target and decoding goes on safely.
  *
  * Output: one decoder call per read (at most 1152 samples per channel),
  * 24-bit samples in int32_t words, or 16-bit samples (int16_t, rounded with
