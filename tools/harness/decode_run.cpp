@@ -101,14 +101,14 @@ DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
             break;
 
         bool deliver = false;
-        if (status == MP3D_OK || status == MP3D_ERROR_HUFFMAN) {
-            // Both mean a frame is being decoded; anything else skipped it.
+        if (status == MP3D_OK || status == MP3D_ERROR_HUFFMAN || status == MP3D_ERROR_FRAME_END) {
+            // These deliver PCM (a granule refused with 40 as silence; 38
+            // after the frame's last granule or Layer II frame); every other
+            // code delivers nothing.
             if (current.layer == 3) stats.layer3_granules++;
             if (current.layer == 2) stats.layer2_frames++;
-            if (status == MP3D_ERROR_HUFFMAN) {
-                std::fill(output.begin(), output.end(), 0);
-                stats.silent_granules++;
-            }
+            if (status == MP3D_ERROR_HUFFMAN) stats.silent_granules++;
+            if (status == MP3D_ERROR_FRAME_END) stats.frame_end_calls++;
             deliver = current.layer == 2 || current.layer == 3;
         }
         if (deliver) {
