@@ -79,7 +79,9 @@ DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
         info.layer = -1;  // tells whether the call began a new frame
         const int32_t status = mp3d_decode_frame(&config, &info, output.data());
         stats.codes[status]++;
-        if (info.layer != -1) {
+        // A header that the next one did not confirm (a Layer II candidate is
+        // refused only after its decode) began no frame: nothing is counted.
+        if (info.layer != -1 && status != MP3D_ERROR_SYNC) {
             if (stats.frames == 0) {
                 stats.first_info = info;
             } else if (info.sample_rate != current.sample_rate ||
