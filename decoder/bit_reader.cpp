@@ -11,7 +11,10 @@ namespace mp3d {
 
 uint8_t readword(MP3D_Decoder_State *state) {
     if (state->input_bytes_left <= 0) {
-        if (state->input_exhausted) return 0;
+        if (state->input_exhausted) {
+            if (state->input_zero_bytes < 255) ++state->input_zero_bytes;
+            return 0;
+        }
         // A missing callback is treated like one that reports the end.
         if (state->input_callback != nullptr)
             state->input_callback(&state->input_buffer, &state->input_bytes_left, state->config);
@@ -23,6 +26,7 @@ uint8_t readword(MP3D_Decoder_State *state) {
             state->input_bytes_left = 0;
             state->end_of_bitstream = 1;
             state->input_exhausted = 1;
+            state->input_zero_bytes = 1;
             return 0;
         }
         state->input_read_ptr = state->input_buffer;

@@ -21,6 +21,8 @@ void HandleError(MP3D_Decoder_State *state) {
 
     state->free_format_slots = 0;
     state->frame_start_bit = 0;
+    // The next header is found by searching and must be confirmed.
+    state->next_header_known = 0;
 
     // Bytes already in the window are dropped; reading resumes with the next
     // unread byte of the current input block.

@@ -226,6 +226,20 @@ struct MP3D_Decoder_State {
 
     // 25. Synthesis kernels chosen at init for this processor.
     const MP3D_Kernel_Set *kernels;
+
+    // 26. Sync confirmation. A frame ends where its length says; the header
+    // that begins there (next_header_bit, on the bits_consumed scale, valid
+    // while next_header_known) continues the stream. A header found anywhere
+    // else was found by searching (header_searched) and is trusted only once
+    // the header behind its frame agrees with it.
+    uint32_t next_header_bit;
+    int16_t next_header_known;
+    int16_t header_searched;
+    // The input ended while the header step looked at the next header: the
+    // frame itself is complete and still decodes.
+    int16_t lookahead_end;
+    // Bytes read as 0 after the end of input (counted up to 255).
+    int16_t input_zero_bytes;
 };
 
 // Offset of the frame-parameter record and of the carve from chunk 0's base.

@@ -20,12 +20,19 @@
 namespace mp3d {
 
 int32_t Mp3_Decode_Info(MP3D_Decoder_State *state) {
-    state->frame_start_bit = state->bits_consumed;
+    state->lookahead_end = 0;
     int32_t status = decode_info(state);
     if (status != MP3D_OK) {
         HandleError(state);
         return status;
     }
+    // decode_info has read the 32 header bits. A header that begins where
+    // the previous frame ended continues the stream; any other was found by
+    // the sync search and is confirmed at the end of its frame.
+    state->frame_start_bit = state->bits_consumed - 32u;
+    state->header_searched = static_cast<int16_t>(state->next_header_known == 0 ||
+                                                  state->frame_start_bit != state->next_header_bit);
+    state->next_header_known = 0;
     hdr_to_frps(state);
     const MP3D_Frame_Header &h = state->header;
     state->granules = (h.version == 0 || h.version == 2) ? 1 : 2;
@@ -36,7 +43,19 @@ int32_t Mp3_Decode_Info(MP3D_Decoder_State *state) {
             HandleError(state);
             return status;
         }
+        const bool fits = main_data_slots(state) <= kReservoirBytes - state->res_write_index;
         status = III_main_data_position(state);
+        // A frame too long for the reservoir was skipped with a reset; input
+        // ending inside the frame ends the stream.
+        if (!fits || state->input_exhausted) return status;
+        // The main data is appended: the reader stands at the frame end.
+        if (state->header_searched && !confirm_next_header(state)) {
+            reject_searched_frame(state);
+            return MP3D_ERROR_SYNC;
+        }
+        state->lookahead_end = state->input_exhausted;
+        state->next_header_bit = state->bits_consumed;
+        state->next_header_known = 1;
         if (status != MP3D_OK) return status;  // 37: no reset
     }
     state->channels = state->frame_params->channels;
@@ -92,25 +111,50 @@ int32_t Mp3_Decode_End(MP3D_Decoder_State *state) {
     return MP3D_OK;
 }
 
-int32_t Mp2_Decode_End(MP3D_Decoder_State *state) {
+int32_t Mp2_frame_bytes(const MP3D_Decoder_State *state) {
     const MP3D_Frame_Header &h = state->header;
-    // Frame length from the bitrate: 144000 * kbit/s / Hz bytes (plus padding).
-    // MPEG-2 LSF and MPEG-2.5 frames take their bitrate from the LSF row.
-    const int32_t kbps = h.version == 1 ? state->MP2D_bitrate[1][h.bitrate_index]
-                                        : state->tables.bitrate[h.version][h.bitrate_index];
-    const int32_t numerator =
-        h.bitrate_index == 0 ? state->free_format_bitrate * 1152 : kbps * 115200;
-    const int32_t divisor = state->tables.s_freq[h.version][h.sampling_frequency] * 8 / 10;
-    int32_t length = numerator / divisor;
-    if (h.padding_bit) length += 1;
-    // The target lies 12 bits short of the frame end; the next header search
-    // covers the rest.
-    int64_t skip = int64_t{8} * length -
-                   static_cast<int64_t>(state->bits_consumed - state->frame_start_bit) - 12;
+    int32_t length;
+    if (h.bitrate_index == 0) {
+        // Free format: the measured length of an unpadded frame. (A length
+        // derived from a whole kbit/s value would be off by up to a byte
+        // per frame and lose the sync.)
+        length = state->free_format_slots;
+    } else {
+        // 144000 * kbit/s / Hz bytes. MPEG-2 LSF and MPEG-2.5 frames take
+        // their bitrate from the LSF row.
+        const int32_t kbps = h.version == 1 ? state->MP2D_bitrate[1][h.bitrate_index]
+                                            : state->tables.bitrate[h.version][h.bitrate_index];
+        const int32_t divisor = state->tables.s_freq[h.version][h.sampling_frequency] * 8 / 10;
+        length = kbps * 115200 / divisor;
+    }
+    return h.padding_bit ? length + 1 : length;
+}
+
+int32_t Mp2_Decode_End(int32_t *output, MP3D_Decoder_State *state) {
+    // Skip to the frame end, where the next header search begins.
+    const uint32_t frame_end =
+        state->frame_start_bit + 8u * static_cast<uint32_t>(Mp2_frame_bytes(state));
+    int32_t skip = static_cast<int32_t>(frame_end - state->bits_consumed);
     while (skip > 0) {
-        const int n = skip > 16 ? 16 : static_cast<int>(skip);
+        const int n = skip > 16 ? 16 : skip;
         getbits1(n, state);
         skip -= n;
+    }
+    if (state->header_searched != 0) {
+        // A frame that read past its end, or whose successor disagrees, was
+        // not audio: its PCM is withdrawn and its synthesis history cleared,
+        // so that it cannot sound in the frames that follow.
+        if (skip < 0 || !confirm_next_header(state)) {
+            const int channels = state->frame_params->channels > 1 ? 2 : 1;
+            Mp3_memset(output, 0, 4 * 1152 * channels);
+            Mp3_memset(state->synthesis_buffer, 0, kSynthesisBufferBytes);
+            reject_searched_frame(state);
+            return MP3D_ERROR_SYNC;
+        }
+    }
+    if (skip == 0) {
+        state->next_header_bit = frame_end;
+        state->next_header_known = 1;
     }
     if (hwrapbuf(state) != 0) {
         HandleError(state);

@@ -117,6 +117,49 @@ int32_t decode_info(MP3D_Decoder_State *state) {
     return MP3D_OK;
 }
 
+int confirm_next_header(MP3D_Decoder_State *state) {
+    const uint32_t misaligned = state->bits_consumed & 7u;
+    if (misaligned != 0) getbits1(static_cast<int>(8u - misaligned), state);
+    // Bits in the window are unread whole bytes here; top it up to four.
+    while (state->bits_in_window < 32) {
+        state->bit_window = (state->bit_window << 8) | readword(state);
+        state->bits_in_window += 8;
+    }
+    // Bytes read past the end of input all follow the real ones: more than
+    // four means the frame itself was cut short.
+    const int fake = state->input_exhausted ? state->input_zero_bytes : 0;
+    if (fake > 4) return 0;
+    const int real = 4 - fake;
+    if (real == 0) return 1;  // the input ends exactly with this frame
+
+    const MP3D_Frame_Header &h = state->header;
+    const uint32_t id = h.version == 1 ? 3u : (h.version == 0 ? 2u : 0u);
+    const uint32_t want = 0xFFE00000u | id << 19 | static_cast<uint32_t>(4 - h.layer) << 17 |
+                          static_cast<uint32_t>(h.sampling_frequency) << 10;
+    // Sync, version, layer; sampling frequency. Only the fields that the
+    // input still delivered are compared.
+    const uint32_t fields[4] = {0xFF000000u, 0xFFFE0000u, 0xFFFE0C00u, 0xFFFE0C00u};
+    const uint32_t word = state->bit_window;
+    if (((word ^ want) & fields[real - 1]) != 0) return 0;
+    if (real >= 3) {
+        const uint32_t bitrate_index = (word >> 12) & 15u;
+        if (bitrate_index == 15) return 0;
+        if ((bitrate_index == 0) != (h.bitrate_index == 0)) return 0;
+    }
+    return 1;
+}
+
+void reject_searched_frame(MP3D_Decoder_State *state) {
+    const uint32_t window = state->bit_window;
+    // The whole unread bytes (a frame that read past its end may stand inside
+    // a byte, whose rest is dropped).
+    const int32_t bits = state->input_exhausted ? 0 : state->bits_in_window & ~7;
+    HandleError(state);
+    // bits_consumed is 0 again: the kept bytes stand on byte boundaries.
+    state->bit_window = window;
+    state->bits_in_window = bits;
+}
+
 void hdr_to_frps(MP3D_Decoder_State *state) {
     state->frame_params->channels = static_cast<int16_t>(state->header.mode == 3 ? 1 : 2);
 }

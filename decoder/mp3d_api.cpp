@@ -92,11 +92,17 @@ extern "C" MP3D_API int32_t mp3d_decode_frame(MP3D_Decode_Config *config,
             frame_info->layer = h.layer;
         }
     }
-    if (state->input_exhausted) return status == MP3D_ERROR_MAIN_DATA ? status : MP3D_END_OF_STREAM;
+    // Input ending in the look-ahead behind a complete frame does not stop it.
+    if (state->input_exhausted && state->lookahead_end == 0)
+        return status == MP3D_ERROR_MAIN_DATA ? status : MP3D_END_OF_STREAM;
     if (status != MP3D_OK) return status;
 
     if (state->header.layer == 3) {
         const int32_t granule_status = Mp3_Decode_Frame(output, state);
+        // A refused granule is delivered as silence, so every call that
+        // decodes a granule (0, 40, and 38 at the frame end) delivers PCM.
+        if (granule_status != MP3D_OK)
+            Mp3_memset(output, 0, 4 * kSpectralWords * (state->channels == 2 ? 2 : 1));
         state->granule_index = static_cast<int16_t>(state->granule_index + 1);
         if (state->granule_index == state->granules) {
             const int32_t end = Mp3_Decode_End(state);
@@ -105,5 +111,5 @@ extern "C" MP3D_API int32_t mp3d_decode_frame(MP3D_Decode_Config *config,
         return granule_status;
     }
     MP2D_decode_frame(output, state);
-    return Mp2_Decode_End(state);
+    return Mp2_Decode_End(output, state);
 }

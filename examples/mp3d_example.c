@@ -3,7 +3,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include <mp3d.h>
 
@@ -42,12 +41,12 @@ int main(int argc, char **argv) {
     if (mp3d_decode_init(&app.config, app.block) != MP3D_OK) return 1;
 
     while ((status = mp3d_decode_frame(&app.config, &info, pcm)) != MP3D_END_OF_STREAM) {
-        /* MP3D_OK and MP3D_ERROR_FRAME_END deliver PCM; MP3D_ERROR_HUFFMAN
-         * means a granule to play as silence; other codes deliver nothing
-         * and the decoder resynchronises by itself. */
+        /* MP3D_OK, MP3D_ERROR_FRAME_END and MP3D_ERROR_HUFFMAN (silence)
+         * deliver PCM; other codes deliver nothing and the decoder
+         * resynchronises by itself. */
         if (status != MP3D_OK) errors++;
-        if (status == MP3D_ERROR_HUFFMAN) memset(pcm, 0, sizeof pcm);
-        else if (status != MP3D_OK && status != MP3D_ERROR_FRAME_END) continue;
+        if (status != MP3D_OK && status != MP3D_ERROR_FRAME_END && status != MP3D_ERROR_HUFFMAN)
+            continue;
         /* One Layer III granule (576 samples per channel) or one Layer II
          * frame (1152), channels interleaved. */
         int count = (info.layer == 2 ? 1152 : 576) * info.num_channels;

@@ -37,18 +37,39 @@
 extern "C" {
 #endif
 
-/* Return codes. */
+/* Return codes. Three come with PCM in the output buffer, every word of the
+ * call's format written: MP3D_OK; MP3D_ERROR_HUFFMAN (the granule was
+ * refused and is delivered as silence, so the output keeps its timing); and
+ * MP3D_ERROR_FRAME_END (after the frame's last granule or Layer II frame,
+ * whose PCM is delivered, silence if that granule was refused; then the
+ * decoder resets). Every other code delivers no PCM: the buffer may have been
+ * written and must not be played.
+ *
+ * Synchronisation: a header that begins exactly where the previous frame
+ * ends continues the stream. A header found by searching (the first of a
+ * stream, any after a reset or after bytes that were skipped) is trusted only
+ * when the next frame's header follows exactly where the found frame's
+ * length says and has the same MPEG version, layer and sampling frequency
+ * (and, for free format, is free format again), or when the input ends
+ * exactly there. Otherwise the frame yields no PCM and the call returns
+ * MP3D_ERROR_SYNC, so a single header-shaped bit pattern in non-audio data
+ * (images, archives, tags holding pictures) never becomes sound. The check
+ * looks four bytes ahead through the input callback; it neither copies input
+ * nor asks for a block before the current one is used up. */
 #define MP3D_OK 0                  /* success */
 #define MP3D_END_OF_STREAM 1       /* the input callback reported the end */
 #define MP3D_ERROR_LAYER 31        /* Layer I or reserved layer */
 #define MP3D_ERROR_SAMPLING_FREQ 32 /* reserved sampling frequency */
 #define MP3D_ERROR_BITRATE 33      /* forbidden bitrate index 15 */
 #define MP3D_ERROR_SIDE_INFO 34    /* window switching with block type 0 */
-#define MP3D_ERROR_SYNC 36         /* no sync word within the search reach */
+#define MP3D_ERROR_SYNC 36         /* no sync word within the search reach, or
+                                      a found header not confirmed */
 #define MP3D_ERROR_MAIN_DATA 37    /* main data not (yet) in the reservoir */
-#define MP3D_ERROR_FRAME_END 38    /* main data read past what was written */
+#define MP3D_ERROR_FRAME_END 38    /* main data read past what was written:
+                                      PCM delivered, then a reset */
 #define MP3D_ERROR_FREE_FORMAT 39  /* free-format frame length not measured */
-#define MP3D_ERROR_HUFFMAN 40      /* invalid Huffman data in a granule */
+#define MP3D_ERROR_HUFFMAN 40      /* invalid Huffman data in a granule:
+                                      silence delivered */
 #define MP3D_ERROR_VERSION 41      /* reserved version id */
 #define MP3D_ERROR_INIT 51         /* query or init refused */
 #define MP3D_ERROR_NULL_POINTER 52 /* null argument to mp3d_decode_frame */

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -50,6 +51,20 @@ Stream load(const std::string &path) {
     return s;
 }
 
+// Per test: damaged streams decoded, calls of the clean decode behind the
+// damage that the damaged decode does not reproduce (frames lost to the
+// damage and to resynchronisation), and calls that delivered PCM. Printed at
+// the end of each test so that changes to the resynchronisation can be
+// compared.
+struct Tally {
+    size_t streams = 0, lost_calls = 0, pcm_calls = 0;
+    void print(const char *test) const {
+        std::printf("[ tally    ] %s: %zu damaged streams, %zu clean calls lost, %zu PCM calls\n",
+                    test, streams, lost_calls, pcm_calls);
+    }
+};
+Tally tally;
+
 // Decodes a damaged stream with alternating block sizes and fence sides and
 // checks the guarantees. The damaged stream must end with the frames of
 // `clean` from frame `resume` on (the first frame behind the damage): their
@@ -67,13 +82,21 @@ FencedRun check(const Bytes &damaged, const Stream *clean, size_t resume, const 
         seen_frame |= c.new_frame;
         const int32_t words = (c.info.layer == 2 ? 1152 : 576) * c.info.num_channels;
         EXPECT_LE(c.words_written, seen_frame ? size_t(words) : 0) << "code " << c.code;
+        // A code that delivers PCM has written every word of the format.
+        if (FencedRun::delivers_pcm(c.code)) {
+            EXPECT_EQ(c.words_written, size_t(words)) << "code " << c.code;
+        }
     }
+    tally.streams++;
+    tally.pcm_calls += run.ok_pcm().size();
     if (clean == nullptr) return run;
     const Pcm got = run.ok_pcm(), &want = clean->pcm;
     size_t same = 0;  // trailing calls equal to the clean decode
     while (same < std::min(got.size(), want.size()) && got.rbegin()[same] == want.rbegin()[same])
         ++same;
     const size_t after = clean->frames.size() - std::min(resume, clean->frames.size());
+    tally.lost_calls +=
+        after * clean->calls_per_frame - std::min(same, after * clean->calls_per_frame);
     EXPECT_LE(after - std::min(same / clean->calls_per_frame, after), kRecoveryFrames)
         << after << " clean frames behind the damage";
     return run;
@@ -99,6 +122,7 @@ const char *kL2 = "tests/fixtures/layer2/stereo_44k_64_pad.mp2";
 const char *kFree = "tests/fixtures/layer3/m1_48k_joint_free160.mp3";
 
 TEST(DamagedStreams, CutAtEveryOffsetAndGarbageBetweenFrames) {
+    tally = {};
     const Bytes sync = {0xff, 0xfb, 0x90, 0x64}, junk = {0xff, 0xe3, 0xff, 0xff, 0, 0xff, 0xfa};
     for (const char *path : {kL3, kL3Short, kL2, kFree}) {
         const Stream s = load(path);
@@ -123,9 +147,11 @@ TEST(DamagedStreams, CutAtEveryOffsetAndGarbageBetweenFrames) {
             }
         }
     }
+    tally.print("CutAtEveryOffsetAndGarbageBetweenFrames");
 }
 
 TEST(DamagedStreams, EverySingleBitFlip) {
+    tally = {};
     // Every bit of the first two frames of short streams.
     for (const char *path : {kL3Short, "tests/fixtures/layer2/lsf_mono_16k_32.mp2"}) {
         const Stream s = load(path);
@@ -137,9 +163,11 @@ TEST(DamagedStreams, EverySingleBitFlip) {
             check(d, &s, behind_claim(s, d, at, at, frame + 1), "bit " + std::to_string(bit));
         }
     }
+    tally.print("EverySingleBitFlip");
 }
 
 TEST(DamagedStreams, SplicedAndAlteredStreams) {
+    tally = {};
     // Layer III into Layer II and back; rate, channels and version changing;
     // free-format streams with absurd lengths; intensity stereo switched on in
     // joint-stereo frames, making the right channel's scale factors
@@ -168,9 +196,11 @@ TEST(DamagedStreams, SplicedAndAlteredStreams) {
     };
     for (const auto &c : cases)
         check(std::get<0>(c), std::get<1>(c), std::get<2>(c), "case " + std::to_string(&c - cases));
+    tally.print("SplicedAndAlteredStreams");
 }
 
 TEST(DamagedStreams, CorruptSideInformation) {
+    tally = {};
     // MPEG-1 mono without check word: granule 0's fields start at bit 32+18.
     const Stream s = load("tests/fixtures/layer3/m1_32k_mono_cbr64.mp3");
     // Field position, width and value; a code the damaged frame must produce, or 0.
@@ -191,6 +221,7 @@ TEST(DamagedStreams, CorruptSideInformation) {
                 check(d, &s, frame + 1, "bit " + std::to_string(8 * s.frames[frame] + field));
             EXPECT_TRUE(expect == 0 || std::ranges::count(run.calls, expect, &FencedCall::code));
         }
+    tally.print("CorruptSideInformation");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // streams.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <utility>
@@ -129,4 +130,52 @@ TEST(FrameCycle, MemoryCopyMovesTowardsLowerAddresses) {
             ASSERT_EQ(buffer, expected) << from << " " << count;
         }
     }
+}
+
+TEST(FrameCycle, CodesThatDeliverPcmFillTheCallersBuffer) {
+    // MPEG-1 Layer III mono frames of zeros, one of them damaged: granule 0
+    // claims 4095 bits of Huffman data, more than the frame holds, and
+    // granule 1 asks for Huffman table 4, which does not exist. Granule 1 is
+    // refused and the frame end finds the reader past the frame's data, so
+    // the call returns 38: with granule 1's PCM, silence.
+    const mp3d_test::HeaderFields mono{.mode = 3};
+    BitWriter w;
+    for (int i = 0; i < 2; ++i) mp3d_test::put_zero_frame(w, mono);
+    mp3d_test::put_header(w, mono);
+    w.put(0, 9).put(0, 5).put(0, 4);                // main_data_begin, private, scfsi
+    w.put(4095, 12).put(0, 9).put(0, 8).put(0, 4);  // granule 0
+    w.put(0, 1).put(0, 15).put(0, 4).put(0, 3).put(0, 3);
+    w.put(200, 12).put(50, 9).put(0, 8).put(0, 4);                   // granule 1: big_values 50
+    w.put(0, 1).put(4, 5).put(0, 10).put(0, 4).put(0, 3).put(0, 3);  // table 4
+    w.align().fill(0x55, 417 - 4 - 17);
+    for (int i = 0; i < 3; ++i) mp3d_test::put_zero_frame(w, mono);
+
+    auto d = mp3d_test::started(w.bytes());
+    std::vector<int32_t> codes;
+    for (int call = 0; call < 20; ++call) {
+        std::fill(d->output().begin(), d->output().end(), 0x7eadbeef);
+        MP3D_Frame_Info info{};
+        const int32_t code = d->decode(&info);
+        codes.push_back(code);
+        if (code == MP3D_END_OF_STREAM) break;
+        const auto &out = d->output();
+        if (code == MP3D_OK || code == MP3D_ERROR_HUFFMAN || code == MP3D_ERROR_FRAME_END) {
+            // Every word of the granule written, nothing beyond it.
+            EXPECT_TRUE(std::all_of(out.begin(), out.begin() + 576,
+                                    [](int32_t v) { return v != 0x7eadbeef; }))
+                << "call " << call << " code " << code;
+            EXPECT_EQ(out[576], 0x7eadbeef) << "call " << call;
+            if (code != MP3D_OK) {
+                EXPECT_TRUE(
+                    std::all_of(out.begin(), out.begin() + 576, [](int32_t v) { return v == 0; }))
+                    << "call " << call << " code " << code;
+            }
+        } else {
+            EXPECT_EQ(out[0], 0x7eadbeef) << "call " << call << " code " << code;
+        }
+    }
+    // Two good frames, the damaged one (its refused last granule reported as
+    // 38 at the frame end), then the rest.
+    EXPECT_EQ(std::vector<int32_t>(codes.begin(), codes.begin() + 6),
+              (std::vector<int32_t>{0, 0, 0, 0, 0, MP3D_ERROR_FRAME_END}));
 }

@@ -38,8 +38,9 @@ TEST(Mp2AllocTable, ChoosesTableBySampleRateAndBitratePerChannel) {
         {1, 2, 2, 3, 3, 12},   // 32 kHz mono 48
         {1, 14, 1, 2, 0, 27},  // 48 kHz dual channel 384
         {1, 14, 2, 3, 1, 30},  // 32 kHz mono 384
-        {1, 0, 1, 0, 2, 8},    // free format at 48 kHz
-        {1, 0, 2, 3, 3, 12},   // free format at 32 kHz
+        {1, 0, 1, 0, 0, 27},   // free format at 48 kHz, stereo
+        {1, 0, 2, 3, 1, 30},   // free format at 32 kHz, mono
+        {1, 0, 0, 0, 1, 30},   // free format at 44.1 kHz, stereo
         {0, 12, 1, 0, 4, 30},  // MPEG-2 LSF 24 kHz stereo 128
         {2, 8, 0, 3, 4, 30},   // MPEG-2.5 11.025 kHz mono 64
     };

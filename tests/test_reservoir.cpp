@@ -40,7 +40,7 @@ TEST(Reservoir, MainDataBeginBeforeTheHeldDataIsRefusedWithoutReset) {
     mp3d_test::BitWriter w;
     for (uint32_t begin : {1u, 150u, 338u, 337u}) {
         mp3d_test::put_header(w, {.bitrate_index = 5, .mode = 3});
-        w.put(begin, 9).put(0, 7).fill(0, 16 + 187);
+        w.put(begin, 9).put(0, 7).fill(0, 15 + 187);  // 17 bytes of side information
     }
     EXPECT_EQ(mp3d_test::decode_to_end(*mp3d_test::started(w.bytes())),
               (std::vector<int32_t>{MP3D_ERROR_MAIN_DATA, 0, 0, MP3D_ERROR_MAIN_DATA, 0, 0, 1}));

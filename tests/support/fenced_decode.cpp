@@ -63,7 +63,7 @@ FencedRun decode_fenced(const std::vector<uint8_t> &stream, size_t block_size, b
         call.info = current = call.new_frame ? info : current;
         for (size_t i = MP3D_MAX_OUTPUT_WORDS; i > 0 && call.words_written == 0; --i)
             if (out[i - 1] != canary) call.words_written = i;
-        if (call.code == MP3D_OK)
+        if (FencedRun::delivers_pcm(call.code))
             call.pcm.assign(out, out + (current.layer == 2 ? 1152 : 576) * current.num_channels);
         run.calls.push_back(std::move(call));
         if (run.calls.back().code == MP3D_END_OF_STREAM) break;

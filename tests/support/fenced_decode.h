@@ -28,19 +28,23 @@ struct FencedCall {
     int32_t code;
     bool new_frame;            // the call reported frame parameters
     MP3D_Frame_Info info;      // the frame the call belongs to
-    std::vector<int32_t> pcm;  // the words of a successful call
+    std::vector<int32_t> pcm;  // the words of a call that delivered PCM (0, 38, 40)
     size_t words_written;      // highest output word changed, plus one
 };
 
 struct FencedRun {
     std::vector<FencedCall> calls;
     bool stalled = false;  // many calls in a row without input consumed
-    // The PCM of all successful calls, one entry per call.
+    // The PCM of all calls that delivered some, one entry per call.
     std::vector<std::vector<int32_t>> ok_pcm() const {
         std::vector<std::vector<int32_t>> out;
         for (const FencedCall &c : calls)
-            if (c.code == MP3D_OK) out.push_back(c.pcm);
+            if (delivers_pcm(c.code)) out.push_back(c.pcm);
         return out;
+    }
+    // The return codes that come with a granule's or frame's PCM.
+    static bool delivers_pcm(int32_t code) {
+        return code == MP3D_OK || code == MP3D_ERROR_FRAME_END || code == MP3D_ERROR_HUFFMAN;
     }
 };
 

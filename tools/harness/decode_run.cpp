@@ -79,7 +79,9 @@ DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
         info.layer = -1;  // tells whether the call began a new frame
         const int32_t status = mp3d_decode_frame(&config, &info, output.data());
         stats.codes[status]++;
-        if (info.layer != -1) {
+        // A header that the next one did not confirm (a Layer II candidate is
+        // refused only after its decode) began no frame: nothing is counted.
+        if (info.layer != -1 && status != MP3D_ERROR_SYNC) {
             if (stats.frames == 0) {
                 stats.first_info = info;
             } else if (info.sample_rate != current.sample_rate ||
@@ -101,14 +103,14 @@ DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
             break;
 
         bool deliver = false;
-        if (status == MP3D_OK || status == MP3D_ERROR_HUFFMAN) {
-            // Both mean a frame is being decoded; anything else skipped it.
+        if (status == MP3D_OK || status == MP3D_ERROR_HUFFMAN || status == MP3D_ERROR_FRAME_END) {
+            // These deliver PCM (a granule refused with 40 as silence; 38
+            // after the frame's last granule or Layer II frame); every other
+            // code delivers nothing.
             if (current.layer == 3) stats.layer3_granules++;
             if (current.layer == 2) stats.layer2_frames++;
-            if (status == MP3D_ERROR_HUFFMAN) {
-                std::fill(output.begin(), output.end(), 0);
-                stats.silent_granules++;
-            }
+            if (status == MP3D_ERROR_HUFFMAN) stats.silent_granules++;
+            if (status == MP3D_ERROR_FRAME_END) stats.frame_end_calls++;
             deliver = current.layer == 2 || current.layer == 3;
         }
         if (deliver) {

@@ -39,11 +39,12 @@ struct DecodeStats {
     bool read_failed = false;      // the input could not be read to its end
     MP3D_Frame_Info first_info{};  // valid when frames > 0
     uint64_t frames = 0;           // calls that began a frame
-    uint64_t layer3_granules = 0;  // Layer III granule calls (0 or 40)
+    uint64_t layer3_granules = 0;  // Layer III granule calls (0, 38 or 40)
     uint64_t layer2_frames = 0;    // Layer II frame calls
     uint64_t output_calls = 0;     // calls whose PCM was delivered
     uint64_t output_words = 0;     // words handed to the sink
     uint64_t silent_granules = 0;  // granules refused with 40, output as silence
+    uint64_t frame_end_calls = 0;  // calls that delivered PCM and returned 38
     uint64_t free_format_frames = 0;
     uint64_t bytes_in = 0;
     uint64_t callbacks = 0;
@@ -58,9 +59,11 @@ using PcmSink =
     std::function<bool(const int32_t *words, size_t count, const MP3D_Frame_Info &info)>;
 
 // Queries the memory, allocates both chunks (16-byte aligned), initialises
-// a decoder and calls mp3d_decode_frame until the end of the stream. A
-// granule refused with MP3D_ERROR_HUFFMAN is delivered as silence so the
-// output keeps its timing; frames skipped for other errors deliver nothing.
+// a decoder and calls mp3d_decode_frame until the end of the stream. The
+// PCM of every call returning MP3D_OK, MP3D_ERROR_HUFFMAN (a refused granule,
+// silence from the decoder) or MP3D_ERROR_FRAME_END (the frame's last
+// granule, then a reset) goes to the sink, so the output keeps its timing;
+// other codes deliver nothing.
 DecodeStats run_decoder(const ByteReader &reader, const DecodeOptions &options,
                         const PcmSink &sink);
 
