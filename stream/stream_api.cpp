@@ -290,6 +290,12 @@ extern "C" MP3D_API int32_t mp3d_stream_open(const MP3D_Stream_Config *config,
             same_stream(audio, first.header))
             s->first = audio;
     }
+    // Free format without information frame: the decoder measures the first
+    // frame and never plays it; neither does the stream (its output equals
+    // the decoder's on the bare stream). Later restarts hand the decoder a
+    // stand-in to measure instead.
+    if (s->free_base > 0 && info.info_frame == MP3D_STREAM_INFO_NONE)
+        info.audio_offset = first.offset + first.bytes;
     const MpegHeader &h = s->first;
     info.sample_rate = h.sample_rate;
     info.num_channels = h.channels;
