@@ -7,10 +7,7 @@
 set -u
 mp3d="$1"
 src="$2"
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 
 # stdout_ok DESCRIPTION PATTERN COMMAND...: exit 0, PATTERN on stdout,
 # nothing on stderr.
@@ -73,5 +70,4 @@ cp "$src/samples/sample.mp3" "$tmp/alone/share/mp3d/"
 (cd "$tmp/run" && "$tmp/alone/bin/mp3d" > "$tmp/out" 2> "$tmp/err") || fail "bare mp3d with an installed sample"
 [ -s "$tmp/run/sample.wav" ] || fail "bare mp3d with an installed sample: no sample.wav"
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish

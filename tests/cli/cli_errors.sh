@@ -6,9 +6,7 @@
 set -u
 mp3d="$1"
 src="$2"
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 expect() {  # expect STATUS DESCRIPTION -- COMMAND...
     local want="$1" what="$2"
     shift 3
@@ -77,5 +75,4 @@ expect 1 "empty stdin" -- bash -c "'$mp3d' decode - - < /dev/null"
 [ -s "$tmp/out" ] && { echo "FAIL: bytes on stdout for empty input"; failures=$((failures + 1)); }
 expect 1 "checksum of input without frames" -- "$mp3d" checksum "$tmp/noise.bin"
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish

@@ -8,10 +8,7 @@ set -u
 mp3d="$1"
 command -v convert > /dev/null && command -v sox > /dev/null ||
     { echo "SKIPPED: needs ImageMagick's convert and sox"; exit 77; }
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 
 convert -size 256x256 plasma:fractal -seed 7 "$tmp/image.png" 2> /dev/null ||
     convert -seed 7 -size 256x256 plasma:fractal "$tmp/image.png"
@@ -30,5 +27,4 @@ for f in image.png tone.wav noise.wav; do
     grep -qx "mp3d: no MPEG audio found in $tmp/$f" "$tmp/err" || fail "info $f: $(head -2 "$tmp/err")"
 done
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish

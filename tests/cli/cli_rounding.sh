@@ -9,10 +9,7 @@ set -u
 mp3d="$1"
 src="$2"
 command -v mpg123 > /dev/null || { echo "SKIPPED: no mpg123 program"; exit 77; }
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 
 # agree A B MIN_IDENTICAL: 16-bit samples of A (WAV or raw) against B.
 agree() {
@@ -54,5 +51,4 @@ agree "$tmp/dither1.wav" "$tmp/sample.mp3.wav" 0.4 || fail "--dither against the
 "$mp3d" decode --dither --24 "$src/samples/sample.mp3" "$tmp/d24.wav" 2> /dev/null
 [ $? -eq 2 ] || fail "--dither with --24 is not refused"
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish

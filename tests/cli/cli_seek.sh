@@ -5,10 +5,7 @@
 # Usage: cli_seek.sh MP3D SOURCE_DIR
 set -u
 mp3d="$1" src="$2"
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 in="$src/samples/sample.mp3"  # 44.1 kHz stereo, LAME tag: gapless
 
 "$mp3d" decode -q --raw --24 "$in" "$tmp/all.raw" || fail "whole decode"
@@ -35,5 +32,4 @@ done
 "$mp3d" info --seek 1 "$in" > /dev/null 2>&1
 [ $? -eq 2 ] || fail "info --seek: expected exit 2"
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish

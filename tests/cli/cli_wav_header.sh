@@ -7,10 +7,7 @@
 set -u
 mp3d="$1"
 src="$2"
-tmp="$(mktemp -d)"
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "${BASH_SOURCE[0]}")/checks.sh"
 
 # header_ok FILE: RIFF and data sizes match the file's length, and the data
 # is a whole number of sample frames.
@@ -96,5 +93,4 @@ grep -q "interrupted" "$tmp/err" || fail "SIGINT: no message"
 interrupt INT 130 "$tmp/int_gone.wav" --no-partial
 [ -e "$tmp/int_gone.wav" ] && fail "SIGINT with --no-partial: the partial file stays"
 
-if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
-echo "all checks passed"
+finish
