@@ -8,13 +8,13 @@
 #include "decoder/frame_header.h"
 #include "decoder/huffman_driver.h"
 #include "decoder/hybrid.h"
-#include "decoder/kernel_select.h"
 #include "decoder/lsf_scale_factors.h"
 #include "decoder/reorder.h"
 #include "decoder/reservoir.h"
 #include "decoder/scale_factors.h"
 #include "decoder/side_info.h"
 #include "decoder/stereo.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 namespace mp3d {

@@ -6,7 +6,7 @@
 #include "decoder/bit_reader.h"
 #include "decoder/decoder_reset.h"
 #include "decoder/mp2_alloc_table.h"
-#include "decoder/tables/stream_tables.h"
+#include "tables/stream_tables.h"
 
 namespace mp3d {
 

@@ -6,9 +6,9 @@
 #include "decoder/huffman_driver.h"
 
 #include "decoder/reservoir.h"
-#include "decoder/tables/huffman_tables.h"
-#include "decoder/tables/scale_factor_tables.h"
 #include "kernels/huffman_dequant.h"
+#include "tables/huffman_tables.h"
+#include "tables/scale_factor_tables.h"
 
 namespace mp3d {
 

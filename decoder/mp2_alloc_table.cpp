@@ -4,8 +4,8 @@
 // allocation rows of the table in use.
 #include "decoder/mp2_alloc_table.h"
 
-#include "decoder/tables/mp2_tables.h"
-#include "decoder/tables/stream_tables.h"
+#include "tables/mp2_tables.h"
+#include "tables/stream_tables.h"
 
 namespace mp3d {
 

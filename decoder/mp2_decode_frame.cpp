@@ -5,9 +5,9 @@
 #include "decoder/mp2_decode_frame.h"
 
 #include "decoder/frame_cycle.h"
-#include "decoder/kernel_select.h"
 #include "decoder/mp2_bitalloc.h"
 #include "decoder/mp2_dequantize.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 namespace mp3d {

@@ -4,9 +4,9 @@
 #include "decoder/decoder_reset.h"
 #include "decoder/decoder_state.h"
 #include "decoder/frame_cycle.h"
-#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
 #include "decoder/mp2_decode_frame.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 using namespace mp3d;

@@ -10,9 +10,9 @@
 // is on and stays as it is otherwise.
 #include "decoder/stereo.h"
 
-#include "decoder/tables/scale_factor_tables.h"
-#include "decoder/tables/stereo_tables.h"
 #include "kernels/stereo_loop.h"
+#include "tables/scale_factor_tables.h"
+#include "tables/stereo_tables.h"
 
 namespace mp3d {
 

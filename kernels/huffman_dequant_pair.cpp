@@ -27,12 +27,12 @@
 // placed so that one right shift by the band's 26 + q gives the magnitude.
 // Escape values 64..255 take their cube root from huf_cube_roots, larger
 // ones compute it (dequant_greaterthan63).
-#include "decoder/tables/huffman_cube_roots.h"
-#include "decoder/tables/huffman_fast.h"
-#include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/huffman_window.h"
+#include "tables/huffman_cube_roots.h"
+#include "tables/huffman_fast.h"
+#include "tables/huffman_magnitudes.h"
 
 namespace mp3d {
 

@@ -4,6 +4,7 @@
 
 #include "kernels/fixed_point.h"
 #include "kernels/idct9_steps.h"
+#include "tables/imdct_tables.h"
 
 namespace mp3d {
 
@@ -160,6 +161,16 @@ void window_overlap(int32_t *out, int32_t *ovl, uint32_t prev_block_type,
         out[j] = mulhi_round(ovl[j], wp[18 + j]);
         out[17 - j] = mulhi_round(ovl[j], wp[35 - j]);
         ovl[j] = 0;
+    }
+}
+
+void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
+                      int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
+                      const int32_t *cs_ca, const int32_t (*window)[36]) {
+    for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += 9) {
+        imdct_lee_36(x, out, cos_long, idctlee_III_coeff, sb < alias_count, ovl, block_type,
+                     prev_types[sb], cs_ca, window);
+        prev_types[sb] = block_type;
     }
 }
 

@@ -173,4 +173,17 @@ void MP3D_synthesis_history_move(int32_t *synthesis) {
     }
 }
 
+// Odd slots 1, 3, 5, 7 (own bank odd from column 3, odd-age values in the
+// even bank from column 4), then even slots 0, 2, 4, 6 (own bank even from
+// column 4, odd-age values in the odd bank from column 4), then outputs 0
+// and 16, slot 8 and the history move.
+int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
+    MP3D_subband_window(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4,
+                        window, pcm + 32);
+    MP3D_subband_window(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4,
+                        window, pcm);
+    MP3D_subband_window_1(window, pcm, synthesis);
+    return 0;
+}
+
 }  // namespace mp3d

@@ -28,6 +28,10 @@ void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
 // the history move that prepares synthesis for the next half.
 void MP3D_subband_window_1(const int32_t *window, int32_t *pcm, int32_t *synthesis);
 
+// The window of half a granule: 288 samples (slot-major) from the history,
+// then the history move. Returns 0.
+int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+
 // The history move that ends every half: shifts both banks' columns so that
 // the next half's slots find their 16 predecessors in place.
 void MP3D_synthesis_history_move(int32_t *synthesis);

@@ -2,8 +2,8 @@
 // runs it, and every set is complete.
 #include <gtest/gtest.h>
 
-#include "decoder/kernel_select.h"
-#include "kernels/arm/synthesis_armv6.h"
+#include "kernels/arm/kernels_armv6.h"
+#include "kernels/kernel_set.h"
 
 using namespace mp3d;
 

@@ -19,13 +19,11 @@
 // word of the product.
 //
 // Available where the target has the ARMv6 media instructions and the DSP
-// extension, in ARM or Thumb-2 code (MP3D_HAVE_ARMV6_KERNELS).
+// extension, in ARM or Thumb-2 code (MP3D_HAVE_ARMV6_KERNELS, set by CMake).
 #ifndef MP3D_KERNELS_ARM_ARMV6_OPS_H
 #define MP3D_KERNELS_ARM_ARMV6_OPS_H
 
 #include <cstdint>
-
-#include "kernels/arm/synthesis_armv6.h"
 
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 

@@ -3,15 +3,15 @@
 // product on one instruction (SMMULR for the upper word,
 // SMMLAR and SMMLSR for the rotations that add it to or subtract it from a
 // partial sum) instead of a 64-bit multiply and a carry-propagating rounding.
-#include "kernels/arm/synthesis_armv6.h"
+#include "kernels/arm/kernels_armv6.h"
 
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/arm/armv6_ops.h"
 #include "kernels/fixed_point.h"
 #include "kernels/subband_fdct32_steps.h"
 #include "kernels/subband_window.h"
+#include "tables/synthesis_tables.h"
 
 namespace mp3d {
 namespace {

@@ -4,7 +4,7 @@
 // on the low half (odd-age coefficient), so no coefficient is unpacked; the
 // middle taps run SMMLAR on the full words; SSAT with ASR #3 gives the
 // clamped sample.
-#include "kernels/arm/synthesis_armv6.h"
+#include "kernels/arm/kernels_armv6.h"
 
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 

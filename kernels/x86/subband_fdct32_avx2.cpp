@@ -22,11 +22,11 @@
 // consecutive words of the row.
 #include <immintrin.h>
 
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/subband_fdct32_steps.h"
 #include "kernels/subband_window.h"
 #include "kernels/x86/avx2_ops.h"
-#include "kernels/x86/synthesis_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
+#include "tables/synthesis_tables.h"
 
 namespace mp3d {
 namespace {

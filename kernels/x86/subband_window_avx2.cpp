@@ -47,8 +47,8 @@
 #include "kernels/fixed_point.h"
 #include "kernels/subband_window.h"
 #include "kernels/x86/avx2_ops.h"
-#include "kernels/x86/synthesis_avx2.h"
-#include "kernels/x86/window_lanes_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
+#include "tables/x86/window_lanes_avx2.h"
 
 namespace mp3d {
 namespace {

@@ -17,11 +17,11 @@
 // rounded to their upper word; sums wrap. The current block type is the same
 // for the whole run; the previous one may differ per subband (after a mixed
 // block), and then the window words of the overlap are gathered per lane.
-#include "kernels/x86/imdct_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
 
-#include "decoder/tables/imdct_tables.h"
 #include "kernels/idct9_steps.h"
 #include "kernels/x86/avx2_ops.h"
+#include "tables/imdct_tables.h"
 
 namespace mp3d {
 namespace {
