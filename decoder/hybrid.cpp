@@ -12,7 +12,6 @@ namespace mp3d {
 namespace {
 
 constexpr int kSubbands = 32;
-constexpr int kOverlapWords = 9;
 
 struct Subband_Job {
     const int32_t *cos_long;

@@ -17,6 +17,9 @@
 
 namespace mp3d {
 
+// Overlap words a subband keeps between granules.
+inline constexpr int kOverlapWords = 9;
+
 // One long-block subband. x: the 18 inputs (and, with alias_flag set, the
 // first 8 inputs of the next subband, which the alias-reduction butterflies
 // rewrite in place). out: 18 time samples, may be x. cos_table: 27 words

@@ -15,12 +15,12 @@ void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *uppe
                                   int32_t *lower_dest, const int32_t *dct8_coeff,
                                   const int32_t *dct32_coeff);
 
-// As MP3D_subband_window and MP3D_subband_window_1 (kernels/subband_window.h).
+// As MP3D_subband_window (kernels/subband_window.h).
 void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_other,
                                const int32_t *window, int32_t *pcm);
-void MP3D_subband_window_1_armv6(const int32_t *window, int32_t *pcm, int32_t *synthesis);
 
-// As MP3D_subband_dct9 and MP3D_polyphase_window.
+// As MP3D_subband_dct9 (kernels/subband_fdct32.h) and MP3D_polyphase_window
+// (kernels/subband_window.h).
 void MP3D_subband_dct9_armv6(const int32_t *samples, int half, int32_t *synthesis);
 int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window);
 
