@@ -4,7 +4,7 @@
 #include "decoder/decoder_state.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
 #include "tables/huffman_cube_roots.h"
 
 namespace mp3d {

@@ -12,7 +12,7 @@
 
 #include "decoder/memory_layout.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
 #include "support/bit_writer.h"
 #include "tables/huffman_tables.h"
 
