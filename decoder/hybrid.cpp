@@ -11,8 +11,6 @@ namespace mp3d {
 
 namespace {
 
-constexpr int kSubbands = 32;
-
 struct Subband_Job {
     const int32_t *cos_long;
     const int32_t *cos_short;

@@ -17,8 +17,8 @@ void MP3D_subband_fastdct32(const int32_t *slot, int parity, int32_t *upper_dest
                             const int32_t *dct32_coeff);
 
 // The DCT stage of half a granule: the nine slots of half 0 or 1 of samples
-// (576 subband-major samples, Q26) into synthesis, the channel's 768-word
-// history.
+// (kSpectralWords subband-major samples, Q26) into synthesis, the channel's
+// kSynthesisWords-word history.
 void MP3D_subband_dct9(const int32_t *samples, int half, int32_t *synthesis);
 
 }  // namespace mp3d

@@ -1,5 +1,5 @@
-// AVX2 synthesis window of a whole half granule: all 288 outputs and the
-// history move in one pass.
+// AVX2 synthesis window of a whole half granule: all kHalfGranuleSamples
+// outputs and the history move in one pass.
 //
 // Vector lanes run over the output index j, not over the slots. Eight history
 // rows (j = 8b .. 8b + 7) of each quadrant are transposed, so that the vector
