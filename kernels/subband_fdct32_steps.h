@@ -187,13 +187,14 @@ template <void (*kSlotDct)(const int32_t *, int, int32_t *, int32_t *, const int
 inline void subband_dct9(const int32_t *samples, int half, int32_t *synthesis) {
     const int32_t *slot = samples + (half != 0 ? 9 : 0);
     const int p0 = half & 1;
-#pragma GCC unroll 9
-    for (int k = 0; k < 9; ++k) {
-        const bool even_slot = (k & 1) == 0;
-        const int col = even_slot ? 4 - k / 2 : 3 - (k - 1) / 2;
-        int32_t *upper = synthesis + (even_slot ? kSynthesisEvenUpper : kSynthesisOddUpper) + col;
-        int32_t *lower = synthesis + (even_slot ? kSynthesisEvenLower : kSynthesisOddLower) + col;
-        kSlotDct(slot + k, p0 ^ (k & 1), upper, lower, dct8_II_coeff, dct32_II_coeff);
+    int32_t *even_upper = synthesis + kSynthesisEvenUpper + 4;
+    int32_t *even_lower = synthesis + kSynthesisEvenLower + 4;
+    int32_t *odd_upper = synthesis + kSynthesisOddUpper + 3;
+    int32_t *odd_lower = synthesis + kSynthesisOddLower + 3;
+    for (int k = 0;; k += 2, --even_upper, --even_lower, --odd_upper, --odd_lower) {
+        kSlotDct(slot + k, p0, even_upper, even_lower, dct8_II_coeff, dct32_II_coeff);
+        if (k == 8) break;
+        kSlotDct(slot + k + 1, p0 ^ 1, odd_upper, odd_lower, dct8_II_coeff, dct32_II_coeff);
     }
 }
 
