@@ -117,7 +117,7 @@ inline V mulhi_round_sub_lanes(V acc, V a, V b) {
 // l + 4 share a load into the two 128-bit halves, so that no lane-crossing
 // shuffle follows the loads.
 template <class Row>
-inline void transpose_4x8(const Row &row, V *out) {
+[[gnu::always_inline]] inline void transpose_4x8(const Row &row, V *out) {
     V q[4];
     for (int k = 0; k < 4; ++k) {
         q[k] = _mm256_inserti128_si256(
