@@ -10,17 +10,17 @@
 #include <vector>
 
 #include "decoder/decoder_state.h"
-#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
 #include "decoder/mp2_alloc_table.h"
 #include "decoder/mp2_dequantize.h"
-#include "decoder/polyphase_synthesis.h"
-#include "decoder/tables/huffman_tables.h"
-#include "decoder/tables/imdct_tables.h"
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/imdct_winola.h"
+#include "kernels/kernel_set.h"
 #include "kernels/subband_fdct32.h"
+#include "kernels/subband_window.h"
+#include "tables/huffman_tables.h"
+#include "tables/imdct_tables.h"
+#include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "decoder/decoder_state.h"
-#include "decoder/kernel_select.h"
+#include "kernels/kernel_set.h"
 #include "mp3d.h"
 
 #ifdef MP3D_BENCH_HAVE_MPG123

@@ -9,27 +9,35 @@
 
 namespace mp3d {
 
+int32_t next_input_block(MP3D_Decoder_State *state) {
+    // A missing callback is treated like one that reports the end.
+    if (state->input_callback != nullptr)
+        state->input_callback(&state->input_buffer, &state->input_bytes_left, state->config);
+    else
+        state->input_bytes_left = 0;
+    if (state->input_bytes_left <= 0 || state->input_buffer == nullptr) {
+        state->input_bytes_left = 0;
+        state->input_exhausted = 1;
+        return 0;
+    }
+    state->input_read_ptr = state->input_buffer;
+    return 1;
+}
+
 uint8_t readword(MP3D_Decoder_State *state) {
     if (state->input_bytes_left <= 0) {
         if (state->input_exhausted) {
             if (state->input_zero_bytes < 255) ++state->input_zero_bytes;
             return 0;
         }
-        // A missing callback is treated like one that reports the end.
-        if (state->input_callback != nullptr)
-            state->input_callback(&state->input_buffer, &state->input_bytes_left, state->config);
-        else
-            state->input_bytes_left = 0;
-        if (state->input_bytes_left <= 0 || state->input_buffer == nullptr) {
-            // End of input: every further byte reads as 0 and the callback is
-            // not called again.
-            state->input_bytes_left = 0;
+        if (!next_input_block(state)) {
+            // End of input met by the frame reader: it also ends the
+            // bitstream (the header search stops on end_of_bitstream), and
+            // every further byte reads as 0, counted in input_zero_bytes.
             state->end_of_bitstream = 1;
-            state->input_exhausted = 1;
             state->input_zero_bytes = 1;
             return 0;
         }
-        state->input_read_ptr = state->input_buffer;
     }
     --state->input_bytes_left;
     return *state->input_read_ptr++;

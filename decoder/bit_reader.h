@@ -6,6 +6,11 @@
 
 namespace mp3d {
 
+// Asks the input callback for the next block, to be read from
+// input_read_ptr. Returns 1 when it delivered one; 0 at the end of input (no
+// callback, no block or an empty one), which sets input_exhausted: the
+// callback is not asked again. Each caller decides what else the end means.
+int32_t next_input_block(MP3D_Decoder_State *state);
 uint8_t readword(MP3D_Decoder_State *state);  // next input byte, 0 at the end
 void getword(MP3D_Decoder_State *state);      // two more bytes into the window
 // getbits1 for every case: reads wider than 16 bits, n <= 0, and refills that

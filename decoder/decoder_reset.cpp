@@ -41,8 +41,8 @@ void Mp3_Decode_Init(MP3D_Decoder_State *state) {
     fp->header = &state->header;
     fp->alloc_table_index = -1;
     fp->alloc_table = nullptr;
-    state->prev_nonzero_subbands[0] = 32;
-    state->prev_nonzero_subbands[1] = 32;
+    state->prev_nonzero_subbands[0] = kSubbands;
+    state->prev_nonzero_subbands[1] = kSubbands;
     Mp3_memset(state->synthesis_buffer, 0, kSynthesisBufferBytes);
 }
 

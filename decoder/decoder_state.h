@@ -8,9 +8,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kernels/subband_window.h"
 #include "mp3d.h"
 
 namespace mp3d {
+
+// Lines of one granule and channel (18 per subband), and subbands.
+inline constexpr int32_t kSpectralWords = 576;
+inline constexpr int kSubbands = 32;
 
 // Byte sizes of the buffers carved from chunk 0, in carve order, and of the
 // two chunks that the memory query asks for.
@@ -19,16 +24,16 @@ inline constexpr int32_t kPrevBlockTypeBytes = 256;      // 2 ch x 32 sb x 1 wor
 inline constexpr int32_t kReservoirBytes = 2048;         // Layer III main data
 inline constexpr int32_t kLsfScalefacBufferBytes = 216;  // 54 words of LSF scratch
 inline constexpr int32_t kIsPosMarksBytes = 52;          // one byte per band slot
-inline constexpr int32_t kSynthesisBufferBytes = 6144;   // 2 ch x 768 words
-inline constexpr int32_t kPcmBufferBytes = 2304;         // 576 words
+inline constexpr int32_t kSynthesisBufferBytes = 2 * kSynthesisWords * 4;  // 2 ch
+inline constexpr int32_t kPcmBufferBytes = kSpectralWords * 4;             // one granule
 inline constexpr int32_t kCarveBytes = kOverlapBufferBytes + kPrevBlockTypeBytes + kReservoirBytes +
                                        kLsfScalefacBufferBytes + kIsPosMarksBytes +
                                        kSynthesisBufferBytes + kPcmBufferBytes;
 static_assert(kCarveBytes == 13324, "carve of chunk 0");
 
 inline constexpr int32_t kChunk0Bytes = 14976;
-inline constexpr int32_t kChunk1Bytes = 4640;  // 2 x 576 spectral words + 32 slack
-inline constexpr int32_t kSpectralWords = 576;
+inline constexpr int32_t kChunk1Bytes = 2 * kSpectralWords * 4 + 32;  // 2 channels + slack
+static_assert(kChunk1Bytes == 4640, "chunk 1");
 
 // Parsed frame header: twelve signed 16-bit fields. version is the row index
 // of every per-version table: 0 MPEG-2 LSF, 1 MPEG-1, 2 MPEG-2.5.
@@ -155,7 +160,7 @@ struct MP3D_Decoder_State {
     int16_t input_exhausted;
 
     // 5. Buffers.
-    int32_t *spectral_buffer;   // 2 x 576 words (chunk 1)
+    int32_t *spectral_buffer;   // [ch][kSpectralWords] (chunk 1)
     int32_t *overlap_buffer;    // [ch][sb][9]
     uint32_t *prev_block_type;  // [ch][sb]
 
@@ -194,8 +199,8 @@ struct MP3D_Decoder_State {
     MP3D_Side_Info side_info;
 
     // 18.
-    int32_t *synthesis_buffer;  // [ch][768]
-    int32_t *pcm_buffer;        // 576 words
+    int32_t *synthesis_buffer;  // [ch][kSynthesisWords]
+    int32_t *pcm_buffer;        // kSpectralWords words
 
     // 19. Input callback (copy) and bytes left in the current block.
     MP3D_Input_Callback input_callback;
@@ -218,13 +223,14 @@ struct MP3D_Decoder_State {
     const int16_t (*MP2D_bitrate)[15];
     MP2D_Table_Block mp2_table_block;
     const MP2D_Table_Block *mp2_tables;
-    uint8_t mp2_alloc_rows[32];
+    uint8_t mp2_alloc_rows[kSubbands];
 
     // 24. Subband counts for the hybrid filterbank, per channel.
     int16_t prev_nonzero_subbands[2];
     int16_t nonzero_subbands[2];
 
-    // 25. Synthesis kernels chosen at init for this processor.
+    // 25. Kernel set chosen at init for this processor: the synthesis DCT and
+    // window and the long-block hybrid transform.
     const MP3D_Kernel_Set *kernels;
 
     // 26. Sync confirmation. A frame ends where its length says; the header

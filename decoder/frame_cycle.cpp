@@ -8,13 +8,13 @@
 #include "decoder/frame_header.h"
 #include "decoder/huffman_driver.h"
 #include "decoder/hybrid.h"
-#include "decoder/kernel_select.h"
 #include "decoder/lsf_scale_factors.h"
 #include "decoder/reorder.h"
 #include "decoder/reservoir.h"
 #include "decoder/scale_factors.h"
 #include "decoder/side_info.h"
 #include "decoder/stereo.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 namespace mp3d {
@@ -35,7 +35,7 @@ int32_t Mp3_Decode_Info(MP3D_Decoder_State *state) {
     state->next_header_known = 0;
     hdr_to_frps(state);
     const MP3D_Frame_Header &h = state->header;
-    state->granules = (h.version == 0 || h.version == 2) ? 1 : 2;
+    state->granules = is_lsf(h) ? 1 : 2;
     if (h.crc_present) getbits1(16, state);  // the check word is not verified
     if (h.layer == 3) {
         status = III_get_side_info(&state->side_info, state);
@@ -65,7 +65,7 @@ int32_t Mp3_Decode_Info(MP3D_Decoder_State *state) {
 int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
     const int gr = state->granule_index;
     const int channels = state->channels;
-    const bool lsf = state->header.version == 0 || state->header.version == 2;
+    const bool lsf = is_lsf(state->header);
     MP3D_Side_Info *si = &state->side_info;
     int32_t *spectral = state->spectral_buffer;
 
@@ -85,14 +85,14 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
         const MP3D_Granule_Info *granule = &si->ch[ch].gr[gr];
         III_reorder(x, granule, state->frame_params, state);
         III_hybrid(x, x, ch, granule, state);
-        int32_t *synthesis = state->synthesis_buffer + 768 * ch;
+        int32_t *synthesis = state->synthesis_buffer + kSynthesisWords * ch;
         for (int half = 0; half < 2; ++half) {
-            int32_t *pcm = state->pcm_buffer + 288 * half;
+            int32_t *pcm = state->pcm_buffer + kHalfGranuleSamples * half;
             state->kernels->subband_dct9(x, half, synthesis);
             state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
         }
         // The shift to 16 bits (unless pcm_no_shift) is applied while
-        // interleaving into the caller's buffer, in one pass over the 576 words.
+        // interleaving into the caller's buffer, in one pass over the granule.
         Mp3_pcm_deliver(output + ch, state->pcm_buffer, kSpectralWords, channels == 2 ? 2 : 1,
                         state->config->pcm_no_shift);
     }
@@ -120,10 +120,8 @@ int32_t Mp2_frame_bytes(const MP3D_Decoder_State *state) {
         // per frame and lose the sync.)
         length = state->free_format_slots;
     } else {
-        // 144000 * kbit/s / Hz bytes. MPEG-2 LSF and MPEG-2.5 frames take
-        // their bitrate from the LSF row.
-        const int32_t kbps = h.version == 1 ? state->MP2D_bitrate[1][h.bitrate_index]
-                                            : state->tables.bitrate[h.version][h.bitrate_index];
+        // 144000 * kbit/s / Hz bytes.
+        const int32_t kbps = frame_bitrate_kbps(state);
         const int32_t divisor = state->tables.s_freq[h.version][h.sampling_frequency] * 8 / 10;
         length = kbps * 115200 / divisor;
     }

@@ -6,7 +6,8 @@
 #include "decoder/bit_reader.h"
 #include "decoder/decoder_reset.h"
 #include "decoder/mp2_alloc_table.h"
-#include "decoder/tables/stream_tables.h"
+#include "decoder/side_info.h"
+#include "tables/stream_tables.h"
 
 namespace mp3d {
 
@@ -74,7 +75,7 @@ int32_t handle_free_bitrate(MP3D_Decoder_State *state) {
             // check assumes the largest main data that any frame of that
             // length can carry (one channel, padded, no check word).
             if (header->layer == 3) {
-                const int32_t side_info = header->version == 1 ? 17 : 9;
+                const int32_t side_info = side_info_bytes(*header, 1);
                 if (bytes + 1 - side_info - 4 > kMaxFreeFormatMainData)
                     return MP3D_ERROR_FREE_FORMAT;
             }
@@ -107,12 +108,14 @@ int32_t decode_info(MP3D_Decoder_State *state) {
 
     if (header->layer == 2) {
         MP3D_Frame_Params *params = state->frame_params;
-        params->channels = static_cast<int16_t>(header->mode == 3 ? 1 : 2);
+        params->channels = header_channels(*header);
         params->sb_limit = static_cast<int16_t>(MP2D_pick_table(state));
-        // Joint stereo: the bound comes from mode_extension (Layer II row).
-        params->js_bound = header->mode == 1
-                               ? static_cast<int16_t>(MP2D_jsb_table[1][header->mode_extension])
-                               : params->sb_limit;
+        // Joint stereo: the bound comes from mode_extension (Layer II row of
+        // the 3 x 4 table).
+        params->js_bound =
+            header->mode == 1
+                ? static_cast<int16_t>(state->mp2_tables->jsb_table[4 + header->mode_extension])
+                : params->sb_limit;
     }
     return MP3D_OK;
 }
@@ -160,8 +163,16 @@ void reject_searched_frame(MP3D_Decoder_State *state) {
     state->bits_in_window = bits;
 }
 
+int32_t frame_bitrate_kbps(const MP3D_Decoder_State *state) {
+    const MP3D_Frame_Header &h = state->header;
+    // Layer II of MPEG-1 has its own row; Layer III, and Layer II of MPEG-2
+    // LSF and MPEG-2.5, take the row of their version.
+    if (h.layer == 2 && !is_lsf(h)) return state->MP2D_bitrate[1][h.bitrate_index];
+    return state->tables.bitrate[h.version][h.bitrate_index];
+}
+
 void hdr_to_frps(MP3D_Decoder_State *state) {
-    state->frame_params->channels = static_cast<int16_t>(state->header.mode == 3 ? 1 : 2);
+    state->frame_params->channels = header_channels(state->header);
 }
 
 }  // namespace mp3d

@@ -6,6 +6,20 @@
 
 namespace mp3d {
 
+// MPEG-2 LSF and MPEG-2.5, every version but MPEG-1 (version 1): one granule
+// per Layer III frame, the LSF scale factors and band tables.
+inline bool is_lsf(const MP3D_Frame_Header &h) {
+    return h.version != 1;
+}
+
+// Channels coded in a frame: one in single-channel mode, two otherwise.
+inline int16_t header_channels(const MP3D_Frame_Header &h) {
+    return static_cast<int16_t>(h.mode == 3 ? 1 : 2);
+}
+
+// Bitrate of the current header in kbit/s (0 for free format).
+int32_t frame_bitrate_kbps(const MP3D_Decoder_State *state);
+
 int32_t get_frame_params(MP3D_Frame_Header *header, MP3D_Decoder_State *state);
 int32_t decode_info(MP3D_Decoder_State *state);
 int32_t handle_free_bitrate(MP3D_Decoder_State *state);

@@ -5,17 +5,18 @@
 // granule's data.
 #include "decoder/huffman_driver.h"
 
+#include "decoder/frame_header.h"
 #include "decoder/reservoir.h"
-#include "decoder/tables/huffman_tables.h"
-#include "decoder/tables/scale_factor_tables.h"
 #include "kernels/huffman_dequant.h"
+#include "tables/huffman_tables.h"
+#include "tables/scale_factor_tables.h"
 
 namespace mp3d {
 
 namespace {
 
 constexpr int kMaxBands = 40;  // decoding bands of a pure short block (39) + 1
-constexpr int32_t kMaxBigValues = 288;
+constexpr int32_t kMaxBigValues = kSpectralWords / 2;  // pairs
 
 // rewindNbits treats multiples of 2048 bits as a change of the position scale
 // and moves the window by the remainder only; a long rewind therefore goes in
@@ -51,7 +52,7 @@ int32_t III_Get_Region_and_Band_Info(int32_t *region_info, const int16_t **band_
             region_info[2] = 39;
         } else {
             *band_table = record + kSfbMixedSection;
-            const int32_t bands = h.version == 1 ? 38 : 36;
+            const int32_t bands = is_lsf(h) ? 36 : 38;
             region_info[0] = bands - 30;
             region_info[1] = bands;
             region_info[2] = bands;
@@ -90,7 +91,7 @@ void Huf_dec_dequant_exponents(int32_t *exponents, const MP3D_Granule_Info *gran
     int s = 0;
     int end = 39;
     if (granule->mixed_block_flag != 0) {
-        const int long_bands = state->header.version == 1 ? 8 : 6;
+        const int long_bands = is_lsf(state->header) ? 6 : 8;
         for (int b = 0; b < long_bands; ++b) {
             exponents[b] =
                 gain - static_cast<int32_t>(static_cast<uint32_t>(scalefac_ch->scalefac_l[b]) << k);

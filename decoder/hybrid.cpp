@@ -3,16 +3,13 @@
 // overlap-add, skipping the subbands above the last non-zero input.
 #include "decoder/hybrid.h"
 
-#include "decoder/kernel_select.h"
-#include "decoder/tables/imdct_tables.h"
 #include "kernels/imdct_winola.h"
+#include "kernels/kernel_set.h"
+#include "tables/imdct_tables.h"
 
 namespace mp3d {
 
 namespace {
-
-constexpr int kSubbands = 32;
-constexpr int kOverlapWords = 9;
 
 struct Subband_Job {
     const int32_t *cos_long;
@@ -63,16 +60,6 @@ void skip(const int32_t *in, int32_t *out, int sb, uint32_t bt, const Subband_Jo
 }
 
 }  // namespace
-
-void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
-                      int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
-                      const int32_t *cs_ca, const int32_t (*window)[36]) {
-    for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
-        imdct_lee_36(x, out, cos_long, idctlee_III_coeff, sb < alias_count, ovl, block_type,
-                     prev_types[sb], cs_ca, window);
-        prev_types[sb] = block_type;
-    }
-}
 
 void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule_Info *side_info,
                 MP3D_Decoder_State *state) {

@@ -2,13 +2,13 @@
 // the constant tables.
 #include "decoder/memory_layout.h"
 
-#include "decoder/tables/dequant_tables.h"
-#include "decoder/tables/imdct_tables.h"
-#include "decoder/tables/scale_factor_tables.h"
-#include "decoder/tables/stereo_tables.h"
-#include "decoder/tables/stream_tables.h"
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/memory.h"
+#include "tables/dequant_tables.h"
+#include "tables/imdct_tables.h"
+#include "tables/scale_factor_tables.h"
+#include "tables/stereo_tables.h"
+#include "tables/stream_tables.h"
+#include "tables/synthesis_tables.h"
 
 namespace mp3d {
 

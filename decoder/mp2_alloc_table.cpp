@@ -4,8 +4,9 @@
 // allocation rows of the table in use.
 #include "decoder/mp2_alloc_table.h"
 
-#include "decoder/tables/mp2_tables.h"
-#include "decoder/tables/stream_tables.h"
+#include "decoder/frame_header.h"
+#include "tables/mp2_tables.h"
+#include "tables/stream_tables.h"
 
 namespace mp3d {
 
@@ -17,13 +18,13 @@ constexpr int kLsfTable = 4;
 int choose_table(const MP3D_Decoder_State *state) {
     const MP3D_Frame_Header &h = state->header;
     // MPEG-2 LSF and MPEG-2.5 Layer II have a single allocation table.
-    if (h.version != 1) return kLsfTable;
+    if (is_lsf(h)) return kLsfTable;
     const int32_t khz = state->tables.s_freq[h.version][h.sampling_frequency] / 1000;
     // Free format belongs with the high bitrates: table 0 at 48 kHz, table 1
     // at 44.1 and 32 kHz, whatever the measured length.
     if (h.bitrate_index == 0) return khz == 48 ? 0 : 1;
     const int channels = state->frame_params->channels > 1 ? 2 : 1;
-    const int32_t br = state->MP2D_bitrate[h.layer - 1][h.bitrate_index] / channels;
+    const int32_t br = frame_bitrate_kbps(state) / channels;
     if ((khz == 48 && br >= 56) || (br >= 56 && br <= 80)) return 0;
     if (khz != 48 && br >= 96) return 1;
     if (khz == 32) return 3;
@@ -66,9 +67,9 @@ void MP2D_initialize_alloc_table(MP3D_Decoder_State *state, int table) {
     int sb = 0;
     for (int r = 0; r < 4; ++r) {
         const int end = record[r];
-        for (; sb < end && sb < 32; ++sb) state->mp2_alloc_rows[sb] = record[4 + r];
+        for (; sb < end && sb < kSubbands; ++sb) state->mp2_alloc_rows[sb] = record[4 + r];
     }
-    for (; sb < 32; ++sb) state->mp2_alloc_rows[sb] = kMp2ZeroRowOffset;
+    for (; sb < kSubbands; ++sb) state->mp2_alloc_rows[sb] = kMp2ZeroRowOffset;
 }
 
 }  // namespace mp3d

@@ -5,18 +5,12 @@
 #include "decoder/mp2_decode_frame.h"
 
 #include "decoder/frame_cycle.h"
-#include "decoder/kernel_select.h"
 #include "decoder/mp2_bitalloc.h"
 #include "decoder/mp2_dequantize.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 namespace mp3d {
-
-namespace {
-
-constexpr int kHalfSamples = 576;  // 18 time slots x 32 subbands
-
-}  // namespace
 
 int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     const MP3D_Frame_Params *fp = state->frame_params;
@@ -25,8 +19,8 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     // Working storage of this call (about 10 KB): the synthesis input of half
     // a frame per channel (sample t of subband sb at 18*sb + t, Q26), the PCM
     // staging of one channel, and the frame's plan.
-    int32_t samples[2 * kHalfSamples];
-    int32_t staging[kHalfSamples];
+    int32_t samples[2 * kSpectralWords];
+    int32_t staging[kSpectralWords];
     Mp2Plan plan;
 
     MP2D_decode_bitalloc(state->mp2_allocation, fp, state);
@@ -38,23 +32,23 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     // Subbands without samples stay zero for the whole frame; the others are
     // rewritten by every granule.
     for (int ch = 0; ch < channels; ++ch) {
-        for (int sb = 0; sb < 32; ++sb) {
+        for (int sb = 0; sb < kSubbands; ++sb) {
             if ((plan.written[ch] >> sb & 1u) != 0) continue;
-            for (int t = 0; t < 18; ++t) samples[kHalfSamples * ch + 18 * sb + t] = 0;
+            for (int t = 0; t < 18; ++t) samples[kSpectralWords * ch + 18 * sb + t] = 0;
         }
     }
 
     for (int h = 0; h < 2; ++h) {
         MP2D_dequantize_half(samples, &plan, h, state);
         for (int ch = 0; ch < channels; ++ch) {
-            int32_t *synthesis = state->synthesis_buffer + 768 * ch;
+            int32_t *synthesis = state->synthesis_buffer + kSynthesisWords * ch;
             for (int hh = 0; hh < 2; ++hh) {
-                state->kernels->subband_dct9(samples + kHalfSamples * ch, hh, synthesis);
-                state->kernels->polyphase_window(synthesis, staging + 288 * hh,
+                state->kernels->subband_dct9(samples + kSpectralWords * ch, hh, synthesis);
+                state->kernels->polyphase_window(synthesis, staging + kHalfGranuleSamples * hh,
                                                  state->tables.window_lf);
             }
             // Output shift and interleaving in one pass.
-            Mp3_pcm_deliver(output + channels * kHalfSamples * h + ch, staging, kHalfSamples,
+            Mp3_pcm_deliver(output + channels * kSpectralWords * h + ch, staging, kSpectralWords,
                             channels, state->config->pcm_no_shift);
         }
     }

@@ -105,7 +105,7 @@ void MP2D_build_plan(Mp2Plan *plan, const uint8_t *allocation, const uint8_t *co
         for (int out = 0; out <= joint; ++out) {
             for (int p = 0; p < 3; ++p) u.m[out][p] = tables->multiple[planes[p][si]];
             ++si;
-            u.row[out] = 576 * (ch + out) + 18 * sb;
+            u.row[out] = kSpectralWords * (ch + out) + 18 * sb;
             plan->written[ch + out] |= 1u << sb;
         }
         if (joint == 0) u.row[1] = u.row[0];

@@ -18,7 +18,7 @@ struct Mp2Unit {
     int32_t c;        // C of the class (Q30)
     int32_t d;        // D of the class less 1.0 (Q30): f + D = (code << shift) + d
     int32_t m[2][3];  // scale multipliers [output][part of the frame]
-    int32_t row[2];   // 576 * channel + 18 * sb of each output
+    int32_t row[2];   // kSpectralWords * channel + 18 * sb of each output
     uint32_t odd;     // all ones for an odd subband
     uint8_t q;        // quantisation class
     uint8_t shift;    // 31 - code width nb
@@ -42,7 +42,7 @@ void MP2D_build_plan(Mp2Plan *plan, const uint8_t *allocation, const uint8_t *co
 
 // Reads and requantises the six granules of half h (0 or 1) of a frame
 // straight into the synthesis input: sample t of subband sb of channel ch at
-// element 576*ch + 18*sb + t of samples, divided by 4 (Q26), odd subbands
+// element kSpectralWords*ch + 18*sb + t of samples, divided by 4 (Q26), odd subbands
 // negated at odd t. Elements of subbands without samples are left as they are.
 void MP2D_dequantize_half(int32_t *samples, const Mp2Plan *plan, int h, MP3D_Decoder_State *state);
 

@@ -4,9 +4,10 @@
 #include "decoder/decoder_reset.h"
 #include "decoder/decoder_state.h"
 #include "decoder/frame_cycle.h"
-#include "decoder/kernel_select.h"
+#include "decoder/frame_header.h"
 #include "decoder/memory_layout.h"
 #include "decoder/mp2_decode_frame.h"
+#include "kernels/kernel_set.h"
 #include "kernels/memory.h"
 
 using namespace mp3d;
@@ -77,18 +78,15 @@ extern "C" MP3D_API int32_t mp3d_decode_frame(MP3D_Decode_Config *config,
         if (status == MP3D_OK) {
             const MP3D_Frame_Header &h = state->header;
             frame_info->sample_rate = state->tables.s_freq[h.version][h.sampling_frequency];
-            frame_info->num_channels = h.mode == 3 ? 1 : 2;
+            frame_info->num_channels = header_channels(h);
             if (h.layer == 3) {
-                frame_info->samples_per_frame = 576 * state->granules;
-                frame_info->bitrate_kbps = state->tables.bitrate[h.version][h.bitrate_index];
+                frame_info->samples_per_frame = kSpectralWords * state->granules;
             } else {
                 // Layer II frames hold 1152 samples per channel in every
-                // version; MPEG-2 LSF and MPEG-2.5 use the LSF bitrates.
+                // version.
                 frame_info->samples_per_frame = 1152;
-                frame_info->bitrate_kbps = h.version == 1
-                                               ? state->MP2D_bitrate[1][h.bitrate_index]
-                                               : state->tables.bitrate[h.version][h.bitrate_index];
             }
+            frame_info->bitrate_kbps = frame_bitrate_kbps(state);
             frame_info->layer = h.layer;
         }
     }

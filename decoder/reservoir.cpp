@@ -13,6 +13,8 @@
 
 #include "decoder/bit_reader.h"
 #include "decoder/decoder_reset.h"
+#include "decoder/frame_header.h"
+#include "decoder/side_info.h"
 #include "kernels/memory.h"
 
 namespace mp3d {
@@ -29,12 +31,6 @@ inline uint32_t res_byte(const MP3D_Decoder_State *state, int32_t index) {
     return (index >= 0 && index < kReservoirBytes) ? state->reservoir_buffer[index] : 0u;
 }
 
-// Side-information bytes of a Layer III frame.
-inline int32_t side_info_bytes(int version, int channels) {
-    if (version == 1) return channels == 1 ? 17 : 32;
-    return channels == 1 ? 9 : 17;
-}
-
 }  // namespace
 
 int32_t main_data_slots(MP3D_Decoder_State *state) {
@@ -43,11 +39,11 @@ int32_t main_data_slots(MP3D_Decoder_State *state) {
     if (h.bitrate_index == 0) {
         slots = state->free_format_slots;
     } else {
-        slots = 144000 * state->tables.bitrate[h.version][h.bitrate_index] /
+        slots = 144000 * frame_bitrate_kbps(state) /
                 state->tables.s_freq[h.version][h.sampling_frequency];
-        if (h.version == 0 || h.version == 2) slots /= 2;
+        if (is_lsf(h)) slots /= 2;
     }
-    slots -= side_info_bytes(h.version, state->frame_params->channels);
+    slots -= side_info_bytes(h, state->frame_params->channels);
     if (h.padding_bit) slots += 1;
     slots -= 4;
     if (h.crc_present) slots -= 2;
@@ -79,18 +75,10 @@ void hputbuf(int32_t n, MP3D_Decoder_State *state) {
 
     while (taken < n) {
         if (state->input_bytes_left <= 0) {
-            if (state->input_exhausted) break;
-            if (state->input_callback != nullptr)
-                state->input_callback(&state->input_buffer, &state->input_bytes_left,
-                                      state->config);
-            else
-                state->input_bytes_left = 0;
-            if (state->input_bytes_left <= 0 || state->input_buffer == nullptr) {
-                state->input_bytes_left = 0;
-                state->input_exhausted = 1;
-                break;
-            }
-            state->input_read_ptr = state->input_buffer;
+            // End of input met by the append: it only stops short and leaves
+            // end_of_bitstream alone; the frame step sees input_exhausted
+            // after the append and ends the stream there.
+            if (state->input_exhausted || !next_input_block(state)) break;
         }
         const int32_t wanted = n - taken;
         const int32_t take = wanted < state->input_bytes_left ? wanted : state->input_bytes_left;

@@ -3,6 +3,7 @@
 #include "decoder/side_info.h"
 
 #include "decoder/bit_reader.h"
+#include "decoder/frame_header.h"
 
 namespace mp3d {
 
@@ -68,6 +69,11 @@ int32_t III_get_side_info(MP3D_Side_Info *side_info, MP3D_Decoder_State *state) 
         }
     }
     return MP3D_OK;
+}
+
+int32_t side_info_bytes(const MP3D_Frame_Header &h, int channels) {
+    if (!is_lsf(h)) return channels == 1 ? 17 : 32;
+    return channels == 1 ? 9 : 17;
 }
 
 }  // namespace mp3d

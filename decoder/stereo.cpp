@@ -10,9 +10,10 @@
 // is on and stays as it is otherwise.
 #include "decoder/stereo.h"
 
-#include "decoder/tables/scale_factor_tables.h"
-#include "decoder/tables/stereo_tables.h"
+#include "decoder/frame_header.h"
 #include "kernels/stereo_loop.h"
+#include "tables/scale_factor_tables.h"
+#include "tables/stereo_tables.h"
 
 namespace mp3d {
 
@@ -123,7 +124,7 @@ void emit_marked(SegmentList *list, const bool *marks, const int16_t *bnd, const
                 j >= n_ranges - 3 ? top_position(positions, j, marks[j - 3], lsf) : positions[j];
         add_segment(list, bnd[j], bnd[j + 1] - 1, position);
     }
-    add_segment(list, 576, 575, kNoIntensity);
+    add_segment(list, kSpectralWords, kSpectralWords - 1, kNoIntensity);
 }
 
 void build_short(SegmentList *list, const int16_t *bnd, const int16_t *positions,
@@ -216,7 +217,7 @@ void III_stereo(int32_t *spectral, const MP3D_Scale_Factors *scale_factors,
     const bool joint = h.mode == 1;
     const int ms = joint && (h.mode_extension & 2) != 0;
     const int is = joint && (h.mode_extension & 1) != 0;
-    const bool lsf = h.version != 1;
+    const bool lsf = is_lsf(h);
     const int k = 3 * h.version + h.sampling_frequency;
 
     MP3D_Scale_Factors positions = scale_factors[1];

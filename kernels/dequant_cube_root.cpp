@@ -2,10 +2,10 @@
 // division or a table of powers: v^(4/3) = v * v^(1/3), with the cube root
 // taken from a 64-entry tangent table refined by two Newton-like steps.
 #include "decoder/decoder_state.h"
-#include "decoder/tables/huffman_cube_roots.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
+#include "tables/huffman_cube_roots.h"
 
 namespace mp3d {
 

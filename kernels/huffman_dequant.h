@@ -15,7 +15,7 @@ struct MP3D_Pair_Region {
     int32_t end_band;
     const int16_t *band_table;  // cumulative line boundaries
     const int32_t *exponents;   // one per decoding band
-    int32_t line_limit;         // 2 * min(big_values, 288)
+    int32_t line_limit;         // 2 * min(big_values, kSpectralWords / 2)
 };
 
 // The count1 part.

@@ -2,7 +2,7 @@
 // 2.4.2.7 and 2.4.3.4): one region of the big-value part, written as Q28
 // spectral values.
 //
-// The reservoir is read through the 64-bit reader of huffman_window.h. A
+// The reservoir is read through the 64-bit reader of reservoir_reader.h. A
 // pair needs at most 48 bits (a 19-bit codeword, then for x and y up to 13
 // escape bits and a sign), so one refill before a pair whenever fewer than
 // 48 bits are left covers the whole pair; a refill brings 56 or more. Within
@@ -27,12 +27,12 @@
 // placed so that one right shift by the band's 26 + q gives the magnitude.
 // Escape values 64..255 take their cube root from huf_cube_roots, larger
 // ones compute it (dequant_greaterthan63).
-#include "decoder/tables/huffman_cube_roots.h"
-#include "decoder/tables/huffman_fast.h"
-#include "decoder/tables/huffman_magnitudes.h"
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
+#include "tables/huffman_cube_roots.h"
+#include "tables/huffman_fast.h"
+#include "tables/huffman_magnitudes.h"
 
 namespace mp3d {
 

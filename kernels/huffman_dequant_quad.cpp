@@ -2,7 +2,7 @@
 // 2.4.2.7): values -1, 0, +1 above the big-value part, each non-zero one
 // written as the band's unit value with its sign.
 //
-// The reservoir is read through the 64-bit reader of huffman_window.h: a
+// The reservoir is read through the 64-bit reader of reservoir_reader.h: a
 // quadruple takes at most 10 bits (a 6-bit codeword and four signs), so a
 // refill, which brings 56 bits or more, serves several quadruples. The
 // byte-wise reader that the state keeps refills to 17..24 unread bits before
@@ -10,7 +10,7 @@
 // point (`tail`) and rebuilds that reader's exact state on exit.
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
 
 namespace mp3d {
 
@@ -79,7 +79,7 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
         if (count < guard) {
             if (count < kQuadBits) huf_refill(bits, count, index, buffer);
             guard = quad_guard(index);
-            // Beyond the reservoir's end no data is left (see huffman_window.h).
+            // Beyond the reservoir's end no data is left (see reservoir_reader.h).
             if (count < guard) {
                 tail = 0;
                 break;
@@ -118,7 +118,7 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
         out += 4;
         budget -= used;
     }
-    const int32_t end = pos < 576 ? pos : 576;
+    const int32_t end = pos < kSpectralWords ? pos : kSpectralWords;
     *lines = end > start_line ? end - start_line : 0;
 
     if (tail < 0 && pos != start_line) tail = used;

@@ -4,6 +4,8 @@
 
 #include "kernels/fixed_point.h"
 #include "kernels/idct9_steps.h"
+#include "kernels/portable_ops.h"
+#include "tables/imdct_tables.h"
 
 namespace mp3d {
 
@@ -37,20 +39,11 @@ void alias_reduce(int32_t *x, const int32_t *cs_ca) {
     }
 }
 
-// Lane operations of the shared 9-point steps on single values.
-struct Scalar_Lanes {
-    static int32_t add(int32_t a, int32_t b) { return wrap_add(a, b); }
-    static int32_t sub(int32_t a, int32_t b) { return wrap_sub(a, b); }
-    static int32_t x2(int32_t a) { return wrap_shl(a, 1); }
-    static int32_t x4(int32_t a) { return wrap_shl(a, 2); }
-    static int32_t mulhi(int32_t c, int32_t v) { return mulhi_round(c, v); }
-};
-
 // Both 9-point transforms of a 36-point IMDCT in one call: one prologue and
 // one set of coefficient loads for the two.
 [[gnu::noinline]] void idct9_pair(int32_t *A, int32_t *B, const int32_t *coeff9) {
-    idct9_steps<Scalar_Lanes>(A, coeff9);
-    idct9_steps<Scalar_Lanes>(B, coeff9);
+    idct9_steps<Portable_Ops>(A, coeff9);
+    idct9_steps<Portable_Ops>(B, coeff9);
 }
 
 }  // namespace
@@ -160,6 +153,16 @@ void window_overlap(int32_t *out, int32_t *ovl, uint32_t prev_block_type,
         out[j] = mulhi_round(ovl[j], wp[18 + j]);
         out[17 - j] = mulhi_round(ovl[j], wp[35 - j]);
         ovl[j] = 0;
+    }
+}
+
+void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
+                      int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
+                      const int32_t *cs_ca, const int32_t (*window)[36]) {
+    for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
+        imdct_lee_36(x, out, cos_long, idctlee_III_coeff, sb < alias_count, ovl, block_type,
+                     prev_types[sb], cs_ca, window);
+        prev_types[sb] = block_type;
     }
 }
 

@@ -17,6 +17,9 @@
 
 namespace mp3d {
 
+// Overlap words a subband keeps between granules.
+inline constexpr int kOverlapWords = 9;
+
 // One long-block subband. x: the 18 inputs (and, with alias_flag set, the
 // first 8 inputs of the next subband, which the alias-reduction butterflies
 // rewrite in place). out: 18 time samples, may be x. cos_table: 27 words
@@ -44,6 +47,17 @@ void window_convert(const int32_t *s, int32_t *out, int32_t *ovl, uint32_t block
 // prev_block_type; the overlap is cleared.
 void window_overlap(int32_t *out, int32_t *ovl, uint32_t prev_block_type,
                     const int32_t (*window)[36]);
+
+// A run of count long-block subbands of one channel: x and out at the run's
+// first subband (out is x or does not overlap it), ovl and prev_types at its
+// overlap words and recorded block types. In ascending order, subband sb
+// (< count) gets the alias butterflies with subband sb + 1 when
+// sb < alias_count (the last of them may rewrite the first 8 inputs of the
+// subband after the run), then imdct_lee_36 with block_type (0, 1 or 3) and
+// prev_types[sb]; prev_types[sb] becomes block_type.
+void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
+                      int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
+                      const int32_t *cs_ca, const int32_t (*window)[36]);
 
 }  // namespace mp3d
 

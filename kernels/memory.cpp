@@ -15,7 +15,7 @@ void Mp3_memcopy(void *destination, const void *source, int32_t count) {
 
 namespace {
 
-// Eight words per step; count is a multiple of 8 for every caller (576), the
+// Eight words per step; count is a multiple of 8 for every caller (kSpectralWords), the
 // tail loop covers any other count.
 template <int kStride, int kShift>
 void deliver(int32_t *d, const int32_t *pcm, int32_t count) {

@@ -1,4 +1,5 @@
-// Copy and fill routines of the decoder.
+// Copy and fill routines of the decoder, and the delivery of PCM words into
+// the caller's buffer.
 #ifndef MP3D_KERNELS_MEMORY_H
 #define MP3D_KERNELS_MEMORY_H
 

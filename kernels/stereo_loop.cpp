@@ -3,6 +3,7 @@
 // both derived from the left value with a Q31 factor pair. All sums wrap.
 #include "kernels/stereo_loop.h"
 
+#include "decoder/decoder_state.h"
 #include "kernels/fixed_point.h"
 
 namespace mp3d {
@@ -36,7 +37,7 @@ void stereo_loop(int32_t *left, int32_t *right, const int32_t *segments, int ms,
         // Whole granule, four lines per step. Lines above the last non-zero
         // line of both channels stay zero; finding them costs less than
         // transforming them.
-        int end = 576;
+        int end = kSpectralWords;
         while (end > 0 && (left[end - 1] | left[end - 2] | left[end - 3] | left[end - 4] |
                            right[end - 1] | right[end - 2] | right[end - 3] | right[end - 4]) == 0)
             end -= 4;

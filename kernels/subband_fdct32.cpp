@@ -19,10 +19,14 @@ void MP3D_subband_fastdct32(const int32_t *slot, int parity, int32_t *upper_dest
                             int32_t *lower_dest, const int32_t *dct8_coeff,
                             const int32_t *dct32_coeff) {
     if (parity > 0) {
-        fastdct32_slot<true>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<true, Portable_Ops>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
     } else {
-        fastdct32_slot<false>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
+        fastdct32_slot<false, Portable_Ops>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
     }
+}
+
+void MP3D_subband_dct9(const int32_t *samples, int half, int32_t *synthesis) {
+    subband_dct9<MP3D_subband_fastdct32>(samples, half, synthesis);
 }
 
 }  // namespace mp3d

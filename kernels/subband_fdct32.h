@@ -16,6 +16,11 @@ void MP3D_subband_fastdct32(const int32_t *slot, int parity, int32_t *upper_dest
                             int32_t *lower_dest, const int32_t *dct8_coeff,
                             const int32_t *dct32_coeff);
 
+// The DCT stage of half a granule: the nine slots of half 0 or 1 of samples
+// (kSpectralWords subband-major samples, Q26) into synthesis, the channel's
+// kSynthesisWords-word history.
+void MP3D_subband_dct9(const int32_t *samples, int half, int32_t *synthesis);
+
 }  // namespace mp3d
 
 #endif  // MP3D_KERNELS_SUBBAND_FDCT32_H

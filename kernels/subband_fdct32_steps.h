@@ -1,15 +1,21 @@
 // Steps of the 32-point DCT of one slot (kernels/subband_fdct32.cpp): the
 // loads with the frequency inversion, the two folds of a group, the 8-point
-// DCT and the recombination with the stores. Shared by the portable kernel and
-// the x86 vector kernel, which runs the ninth slot of a half with these steps
-// interleaved with its eight-slot pass. Internal linkage: every including file
-// gets its own copy, compiled for its own instruction set.
+// DCT and the recombination with the stores, and the DCT stage of a half
+// granule over them. Written over an arithmetic record
+// (kernels/portable_ops.h) and shared by every kernel set: the portable and
+// the ARMv6 sets run them slot by slot; the AVX2 set runs the 8-point DCT on
+// eight slots at once and the ninth slot of a half with the scalar steps,
+// interleaved with its eight-slot pass. Internal linkage: every including
+// file gets its own copy, compiled for its own instruction set.
 #ifndef MP3D_KERNELS_SUBBAND_FDCT32_STEPS_H
 #define MP3D_KERNELS_SUBBAND_FDCT32_STEPS_H
 
 #include <cstdint>
 
 #include "kernels/fixed_point.h"
+#include "kernels/portable_ops.h"
+#include "kernels/subband_window.h"
+#include "tables/synthesis_tables.h"
 
 namespace mp3d {
 namespace {  // NOLINT(google-build-namespaces)
@@ -24,20 +30,6 @@ inline void stage_barrier() {
     __asm__ volatile("" ::: "memory");
 }
 
-// The rounded products of the steps. A processor variant passes its own
-// record with the same four functions on its multiply instructions; every
-// one must give exactly these results.
-struct Portable_Products {
-    static int32_t mulhi_round(int32_t a, int32_t c) { return mp3d::mulhi_round(a, c); }
-    static int32_t mulhi_round_add(int32_t acc, int32_t a, int32_t c) {
-        return mp3d::mulhi_round_add(acc, a, c);
-    }
-    static int32_t mulhi_round_sub(int32_t acc, int32_t a, int32_t c) {
-        return mp3d::mulhi_round_sub(acc, a, c);
-    }
-    static int32_t mul_q31(int32_t a, int32_t c) { return mp3d::mul_q31(a, c); }
-};
-
 // Sample n of the slot, with the odd subbands negated for the inverting form.
 // Negating ahead of the even-parity transform gives exactly the transform of
 // the negated input.
@@ -49,7 +41,7 @@ inline int32_t load(const int32_t *slot, int n) {
 
 // Both folds for group g: first-fold indices 2g, 2g + 1, 15 - 2g, 14 - 2g and
 // the second-fold outputs at 2g and 2g + 1 of E, F, G, H (scratch[8 * block + n]).
-template <bool kInvert, class Ops = Portable_Products>
+template <bool kInvert, class Ops>
 inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *scratch) {
     const int n0 = 2 * g, n1 = 2 * g + 1, n2 = 15 - 2 * g, n3 = 14 - 2 * g;
     const int32_t a0 = load<kInvert>(slot, n0), b0 = load<kInvert>(slot, 31 - n0);
@@ -57,21 +49,21 @@ inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *sc
     const int32_t a2 = load<kInvert>(slot, n2), b2 = load<kInvert>(slot, 31 - n2);
     const int32_t a3 = load<kInvert>(slot, n3), b3 = load<kInvert>(slot, 31 - n3);
 
-    const int32_t s0 = wrap_add(a0, b0), d0 = Ops::mul_q31(wrap_sub(a0, b0), k[0]);
-    const int32_t s1 = wrap_add(a1, b1), d1 = Ops::mul_q31(wrap_sub(a1, b1), k[1]);
-    const int32_t s2 = wrap_add(a2, b2), d2 = Ops::mul_q31(wrap_sub(a2, b2), k[2]);
-    const int32_t s3 = wrap_add(a3, b3), d3 = Ops::mul_q31(wrap_sub(a3, b3), k[3]);
+    const int32_t s0 = Ops::add(a0, b0), d0 = mul_q31<Ops>(Ops::sub(a0, b0), k[0]);
+    const int32_t s1 = Ops::add(a1, b1), d1 = mul_q31<Ops>(Ops::sub(a1, b1), k[1]);
+    const int32_t s2 = Ops::add(a2, b2), d2 = mul_q31<Ops>(Ops::sub(a2, b2), k[2]);
+    const int32_t s3 = Ops::add(a3, b3), d3 = mul_q31<Ops>(Ops::sub(a3, b3), k[3]);
 
     // n2 = 15 - n0 and n3 = 15 - n1: the second fold pairs (s0, s2), (s1, s3).
     int32_t *E = scratch, *F = scratch + 8, *G = scratch + 16, *H = scratch + 24;
-    E[n0] = wrap_add(s0, s2);
-    F[n0] = Ops::mul_q31(wrap_sub(s0, s2), k[4]);
-    G[n0] = wrap_add(d0, d2);
-    H[n0] = Ops::mul_q31(wrap_sub(d0, d2), k[4]);
-    E[n1] = wrap_add(s1, s3);
-    F[n1] = Ops::mul_q31(wrap_sub(s1, s3), k[5]);
-    G[n1] = wrap_add(d1, d3);
-    H[n1] = Ops::mul_q31(wrap_sub(d1, d3), k[5]);
+    E[n0] = Ops::add(s0, s2);
+    F[n0] = mul_q31<Ops>(Ops::sub(s0, s2), k[4]);
+    G[n0] = Ops::add(d0, d2);
+    H[n0] = mul_q31<Ops>(Ops::sub(d0, d2), k[4]);
+    E[n1] = Ops::add(s1, s3);
+    F[n1] = mul_q31<Ops>(Ops::sub(s1, s3), k[5]);
+    G[n1] = Ops::add(d1, d3);
+    H[n1] = mul_q31<Ops>(Ops::sub(d1, d3), k[5]);
 }
 
 // 8-point DCT-II, P8[k] = sum_n P[n] cos((2n + 1) k pi / 16), by the flow graph
@@ -79,52 +71,53 @@ inline void fold_group(const int32_t *slot, const int32_t *k, int g, int32_t *sc
 // whose outputs the recombination doubles) out[0] = P8[0] and
 // out[k] = 2 P8[k] for k = 1..7, where 2 P8[1] and 2 P8[7] round the two
 // sums separately; otherwise out[k] = P8[k].
-template <bool kDoubled, class Ops = Portable_Products>
-inline void dct8(const int32_t *P, const int32_t *c, int32_t *out) {
-    const int32_t p0 = wrap_add(P[0], P[7]), q0 = wrap_sub(P[0], P[7]);
-    const int32_t p1 = wrap_add(P[1], P[6]), q1 = wrap_sub(P[1], P[6]);
-    const int32_t p2 = wrap_add(P[2], P[5]), q2 = wrap_sub(P[2], P[5]);
-    const int32_t p3 = wrap_add(P[3], P[4]), q3 = wrap_sub(P[3], P[4]);
+template <bool kDoubled, class Ops>
+inline void dct8(const typename Ops::Lane *P, const int32_t *c, typename Ops::Lane *out) {
+    using T = typename Ops::Lane;
+    const T p0 = Ops::add(P[0], P[7]), q0 = Ops::sub(P[0], P[7]);
+    const T p1 = Ops::add(P[1], P[6]), q1 = Ops::sub(P[1], P[6]);
+    const T p2 = Ops::add(P[2], P[5]), q2 = Ops::sub(P[2], P[5]);
+    const T p3 = Ops::add(P[3], P[4]), q3 = Ops::sub(P[3], P[4]);
 
     // Even half.
-    const int32_t u = wrap_add(p0, p3), v = wrap_sub(p0, p3);
-    const int32_t w = wrap_add(p1, p2), z = wrap_sub(p1, p2);
-    const int32_t e0 = wrap_add(u, w);
-    const int32_t e4 = Ops::mul_q31(wrap_sub(u, w), c[9]);
-    const int32_t r = Ops::mulhi_round(wrap_add(v, z), c[6]);
-    const int32_t e2 = wrap_shl(Ops::mulhi_round_add(r, v, c[7]), 2);
-    const int32_t e6 = wrap_shl(Ops::mulhi_round_sub(r, z, c[8]), 2);
+    const T u = Ops::add(p0, p3), v = Ops::sub(p0, p3);
+    const T w = Ops::add(p1, p2), z = Ops::sub(p1, p2);
+    const T e0 = Ops::add(u, w);
+    const T e4 = mul_q31<Ops>(Ops::sub(u, w), c[9]);
+    const T r = Ops::mulhi_round(Ops::add(v, z), c[6]);
+    const T e2 = Ops::shl(Ops::mulhi_round_add(r, v, c[7]), 2);
+    const T e6 = Ops::shl(Ops::mulhi_round_sub(r, z, c[8]), 2);
 
     // Odd half.
-    const int32_t r1 = Ops::mulhi_round(wrap_add(q3, q0), c[2]);
-    const int32_t o0 = wrap_shl(Ops::mulhi_round_add(r1, q0, c[0]), 2);
-    const int32_t o1 = wrap_shl(Ops::mulhi_round_sub(r1, q3, c[1]), 2);
-    const int32_t r2 = Ops::mulhi_round(wrap_add(q2, q1), c[3]);
-    const int32_t o2 = wrap_shl(Ops::mulhi_round_add(r2, q1, c[4]), 2);
-    const int32_t o3 = wrap_shl(Ops::mulhi_round_sub(r2, q2, c[5]), 2);
-    const int32_t o3p = wrap_sub(o1, o2);  // P8[3]
-    const int32_t o5p = wrap_sub(o0, o3);  // P8[5]
-    const int32_t sum03 = wrap_add(o0, o3), sum12 = wrap_add(o1, o2);
+    const T r1 = Ops::mulhi_round(Ops::add(q3, q0), c[2]);
+    const T o0 = Ops::shl(Ops::mulhi_round_add(r1, q0, c[0]), 2);
+    const T o1 = Ops::shl(Ops::mulhi_round_sub(r1, q3, c[1]), 2);
+    const T r2 = Ops::mulhi_round(Ops::add(q2, q1), c[3]);
+    const T o2 = Ops::shl(Ops::mulhi_round_add(r2, q1, c[4]), 2);
+    const T o3 = Ops::shl(Ops::mulhi_round_sub(r2, q2, c[5]), 2);
+    const T o3p = Ops::sub(o1, o2);  // P8[3]
+    const T o5p = Ops::sub(o0, o3);  // P8[5]
+    const T sum03 = Ops::add(o0, o3), sum12 = Ops::add(o1, o2);
 
     out[0] = e0;
     if constexpr (kDoubled) {
-        const int32_t a = Ops::mulhi_round(sum03, c[9]);
-        const int32_t b = Ops::mulhi_round(sum12, c[9]);
-        out[1] = wrap_shl(wrap_add(a, b), 2);
-        out[2] = wrap_shl(e2, 1);
-        out[3] = wrap_shl(o3p, 1);
-        out[4] = wrap_shl(e4, 1);
-        out[5] = wrap_shl(o5p, 1);
-        out[6] = wrap_shl(e6, 1);
-        out[7] = wrap_shl(wrap_sub(b, a), 2);
+        const T a = Ops::mulhi_round(sum03, c[9]);
+        const T b = Ops::mulhi_round(sum12, c[9]);
+        out[1] = Ops::shl(Ops::add(a, b), 2);
+        out[2] = Ops::shl(e2, 1);
+        out[3] = Ops::shl(o3p, 1);
+        out[4] = Ops::shl(e4, 1);
+        out[5] = Ops::shl(o5p, 1);
+        out[6] = Ops::shl(e6, 1);
+        out[7] = Ops::shl(Ops::sub(b, a), 2);
     } else {
-        out[1] = Ops::mul_q31(wrap_add(sum12, sum03), c[9]);
+        out[1] = mul_q31<Ops>(Ops::add(sum12, sum03), c[9]);
         out[2] = e2;
         out[3] = o3p;
         out[4] = e4;
         out[5] = o5p;
         out[6] = e6;
-        out[7] = Ops::mul_q31(wrap_sub(sum12, sum03), c[9]);
+        out[7] = mul_q31<Ops>(Ops::sub(sum12, sum03), c[9]);
     }
 }
 
@@ -159,7 +152,7 @@ inline void recombine_store(const int32_t *e, const int32_t *f, const int32_t *g
 
 // One slot: the four fold groups, the four 8-point DCTs and the
 // recombination, with a barrier between steps.
-template <bool kInvert, class Ops = Portable_Products>
+template <bool kInvert, class Ops>
 inline void fastdct32_slot(const int32_t *slot, int32_t *upper, int32_t *lower, const int32_t *c8,
                            const int32_t *c32) {
     int32_t scratch[32];  // E, F, G, H
@@ -181,6 +174,28 @@ inline void fastdct32_slot(const int32_t *slot, int32_t *upper, int32_t *lower, 
     dct8<true, Ops>(scratch + 24, c8, h);
     stage_barrier();
     recombine_store(e, f, g, h, upper, lower);
+}
+
+// The DCT stage of half a granule with the set's one-slot transform
+// kSlotDct (MP3D_subband_fastdct32 or a variant). Slot k of the half goes to
+// the even bank (even k, column 4 - k/2) or the odd bank (odd k, column
+// 3 - (k - 1)/2): the newest slot of each bank ends in column 0. The parity of
+// slot t = 9 half + k is the parity of t: the inverting form negates the odd
+// subbands of odd slots (Layer III frequency inversion).
+template <void (*kSlotDct)(const int32_t *, int, int32_t *, int32_t *, const int32_t *,
+                           const int32_t *)>
+inline void subband_dct9(const int32_t *samples, int half, int32_t *synthesis) {
+    const int32_t *slot = samples + (half != 0 ? 9 : 0);
+    const int p0 = half & 1;
+    int32_t *even_upper = synthesis + kSynthesisEvenUpper + 4;
+    int32_t *even_lower = synthesis + kSynthesisEvenLower + 4;
+    int32_t *odd_upper = synthesis + kSynthesisOddUpper + 3;
+    int32_t *odd_lower = synthesis + kSynthesisOddLower + 3;
+    for (int k = 0;; k += 2, --even_upper, --even_lower, --odd_upper, --odd_lower) {
+        kSlotDct(slot + k, p0, even_upper, even_lower, dct8_II_coeff, dct32_II_coeff);
+        if (k == 8) break;
+        kSlotDct(slot + k + 1, p0 ^ 1, odd_upper, odd_lower, dct8_II_coeff, dct32_II_coeff);
+    }
 }
 
 }  // namespace

@@ -15,6 +15,10 @@ inline constexpr int kSynthesisOddUpper = 0;
 inline constexpr int kSynthesisEvenUpper = 192;
 inline constexpr int kSynthesisOddLower = 384;
 inline constexpr int kSynthesisEvenLower = 576;
+// Words of one channel's history: the four quadrants.
+inline constexpr int kSynthesisWords = 768;
+// Samples the window makes of half a granule: 9 slots x 32 outputs.
+inline constexpr int kHalfGranuleSamples = 288;
 
 // Outputs j and 32 - j (j = 1..15) of four slots of one parity, two at a
 // time. upper_own: row 0 of the upper part of the first slot's own bank at its
@@ -27,6 +31,10 @@ void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
 // Outputs 0 and 16 of slots 0..7 and all 32 outputs of slot 8 of a half, then
 // the history move that prepares synthesis for the next half.
 void MP3D_subband_window_1(const int32_t *window, int32_t *pcm, int32_t *synthesis);
+
+// The window of half a granule: kHalfGranuleSamples samples (slot-major) from the history,
+// then the history move. Returns 0.
+int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window);
 
 // The history move that ends every half: shifts both banks' columns so that
 // the next half's slots find their 16 predecessors in place.

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "decoder/memory_layout.h"
-#include "decoder/tables/huffman_tables.h"
 #include "kernels/huffman_dequant.h"
-#include "kernels/huffman_window.h"
+#include "kernels/reservoir_reader.h"
 #include "support/bit_writer.h"
+#include "tables/huffman_tables.h"
 
 using namespace mp3d;
 using Codes = std::map<std::pair<int, int>, std::string>;
@@ -87,7 +87,8 @@ class HuffmanDequant : public ::testing::Test {
         return Huf_dec_dequant_region_pair(&out_[kLongBands[band0]], &r, &st_, &band_, &stop_);
     }
     uint32_t run_quad(int t, int32_t budget, int32_t band0, int32_t line0, const int32_t *exps) {
-        const MP3D_Quad_Region r{Huffman_Quad_Table_Info[t], budget, band0, kLongBands, exps, line0};
+        const MP3D_Quad_Region r{
+            Huffman_Quad_Table_Info[t], budget, band0, kLongBands, exps, line0};
         return Huf_dec_dequant_quadplex(out_.data() + line0, &r, &st_, &band_);
     }
 

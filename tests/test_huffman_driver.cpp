@@ -12,9 +12,9 @@
 #include "decoder/reservoir.h"
 #include "decoder/scale_factors.h"
 #include "decoder/side_info.h"
-#include "decoder/tables/scale_factor_tables.h"
 #include "support/bit_writer.h"
 #include "support/stream_harness.h"
+#include "tables/scale_factor_tables.h"
 
 using namespace mp3d;
 using mp3d_test::BitWriter;

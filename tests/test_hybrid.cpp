@@ -7,8 +7,8 @@
 #include <array>
 
 #include "decoder/hybrid.h"
-#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
+#include "kernels/kernel_set.h"
 #include "support/hybrid_reference.h"
 
 using namespace mp3d;

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "decoder/tables/imdct_tables.h"
 #include "kernels/imdct_winola.h"
 #include "support/hybrid_reference.h"
+#include "tables/imdct_tables.h"
 
 using namespace mp3d;
 using namespace mp3d_test;

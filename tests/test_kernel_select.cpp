@@ -2,8 +2,7 @@
 // runs it, and every set is complete.
 #include <gtest/gtest.h>
 
-#include "decoder/kernel_select.h"
-#include "kernels/arm/synthesis_armv6.h"
+#include "kernels/kernel_set.h"
 
 using namespace mp3d;
 
@@ -25,4 +24,21 @@ TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
 #else
     EXPECT_EQ(MP3D_armv6_kernels(), nullptr);
 #endif
+}
+
+// The build's detection of the ARMv6 DSP instructions (which switches the
+// ARMv6 set on by default) agrees with the compiler's own macros.
+TEST(KernelSelect, BuildDetectsTheArmv6Instructions) {
+#if defined(__arm__) && defined(__ARM_ARCH) && __ARM_ARCH >= 6 && defined(__ARM_FEATURE_DSP) && \
+    (!defined(__thumb__) || defined(__thumb2__))
+    const bool target_has_dsp = true;
+#else
+    const bool target_has_dsp = false;
+#endif
+#if defined(MP3D_DETECTED_ARMV6_DSP)
+    const bool detected = true;
+#else
+    const bool detected = false;
+#endif
+    EXPECT_EQ(detected, target_has_dsp);
 }

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "decoder/kernel_select.h"
 #include "decoder/memory_layout.h"
-#include "decoder/tables/synthesis_tables.h"
+#include "kernels/kernel_set.h"
+#include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 

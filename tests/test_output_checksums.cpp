@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "decoder/decoder_state.h"
-#include "decoder/kernel_select.h"
 #include "harness/accuracy_core.h"
 #include "harness/decode_run.h"
+#include "kernels/kernel_set.h"
 #include "support/pinned_checksums.h"
 
 TEST(OutputChecksums, PinnedStreamsDecodeToTheirHash) {

@@ -11,9 +11,9 @@
 
 #include "decoder/memory_layout.h"
 #include "decoder/stereo.h"
-#include "decoder/tables/scale_factor_tables.h"
-#include "decoder/tables/stereo_tables.h"
 #include "kernels/fixed_point.h"
+#include "tables/scale_factor_tables.h"
+#include "tables/stereo_tables.h"
 
 namespace mp3d {
 namespace {

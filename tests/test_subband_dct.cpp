@@ -7,11 +7,10 @@
 #include <random>
 #include <vector>
 
-#include "decoder/polyphase_synthesis.h"
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/fixed_point.h"
 #include "kernels/subband_fdct32.h"
 #include "kernels/subband_window.h"
+#include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 

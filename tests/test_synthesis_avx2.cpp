@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
-#include "decoder/kernel_select.h"
-#include "decoder/tables/synthesis_tables.h"
+#include "kernels/kernel_set.h"
+#include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "decoder/polyphase_synthesis.h"
-#include "decoder/tables/synthesis_tables.h"
+#include "kernels/subband_fdct32.h"
 #include "kernels/subband_window.h"
+#include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 

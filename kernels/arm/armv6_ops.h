@@ -1,7 +1,9 @@
 // The ARMv6 multiply and saturate instructions that the decoder's fixed-point
-// arithmetic was designed around, as small inline functions. Each one gives
-// exactly the result of its portable counterpart in kernels/fixed_point.h
-// (ARM Architecture Reference Manual, ARMv6 media and DSP instructions):
+// arithmetic was designed around, as small inline functions, and the ARMv6
+// arithmetic record built on them (Armv6_Ops, the shape of Portable_Ops in
+// kernels/portable_ops.h). Each instruction gives exactly the result of its
+// portable counterpart in kernels/fixed_point.h (ARM Architecture Reference
+// Manual, ARMv6 media and DSP instructions):
 //
 //   smulwb(a, w)         = mul_w16(a, low half of w)             SMULWB
 //   smulwt(a, w)         = mul_w16(a, high half of w)            SMULWT
@@ -19,13 +21,13 @@
 // word of the product.
 //
 // Available where the target has the ARMv6 media instructions and the DSP
-// extension, in ARM or Thumb-2 code (MP3D_HAVE_ARMV6_KERNELS).
+// extension, in ARM or Thumb-2 code (MP3D_HAVE_ARMV6_KERNELS, set by CMake).
 #ifndef MP3D_KERNELS_ARM_ARMV6_OPS_H
 #define MP3D_KERNELS_ARM_ARMV6_OPS_H
 
 #include <cstdint>
 
-#include "kernels/arm/synthesis_armv6.h"
+#include "kernels/fixed_point.h"
 
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 
@@ -80,6 +82,33 @@ inline int32_t ssat24_asr3(int32_t a) {
 }
 
 }  // namespace mp3d::armv6
+
+namespace mp3d {
+
+// The arithmetic record of the ARMv6 kernels: every product on one
+// instruction, the pair-word products on the halves as stored (no unpacking).
+struct Armv6_Ops {
+    using Lane = int32_t;
+
+    static Lane add(Lane a, Lane b) { return wrap_add(a, b); }
+    static Lane sub(Lane a, Lane b) { return wrap_sub(a, b); }
+    static Lane neg(Lane a) { return wrap_neg(a); }
+    static Lane shl(Lane a, int n) { return wrap_shl(a, n); }
+    static Lane asr(Lane a, int n) { return a >> n; }
+
+    static Lane mulhi_round(Lane a, int32_t c) { return armv6::smmulr(a, c); }
+    static Lane mulhi_round_add(Lane acc, Lane a, int32_t c) { return armv6::smmlar(acc, a, c); }
+    static Lane mulhi_round_sub(Lane acc, Lane a, int32_t c) { return armv6::smmlsr(acc, a, c); }
+
+    static Lane mulw_high(Lane a, int32_t w) { return armv6::smulwt(a, w); }
+    static Lane mulw_low(Lane a, int32_t w) { return armv6::smulwb(a, w); }
+    static Lane mulw_high_add(Lane acc, Lane a, int32_t w) { return armv6::smlawt(acc, a, w); }
+    static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return armv6::smlawb(acc, a, w); }
+
+    static Lane pcm24(Lane acc) { return armv6::ssat24_asr3(acc); }
+};
+
+}  // namespace mp3d
 
 #endif  // MP3D_HAVE_ARMV6_KERNELS
 

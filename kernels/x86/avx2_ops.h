@@ -4,7 +4,8 @@
 // of the odd lanes (1, 3, 5, 7) with vpmuldq, add 2^31 (or subtract them from
 // it) and merge the upper words back into eight lanes: lane for lane the
 // result of mulhi_round, mulhi_round_add and mulhi_round_sub of
-// kernels/fixed_point.h.
+// kernels/fixed_point.h. Avx2_Ops at the end is the AVX2 arithmetic record
+// (the shape of Portable_Ops in kernels/portable_ops.h) on these.
 //
 // Only for code compiled with -mavx2 (kernels/x86/*_avx2.cpp).
 #ifndef MP3D_KERNELS_X86_AVX2_OPS_H
@@ -111,6 +112,76 @@ inline V mulhi_round_sub_lanes(V acc, V a, V b) {
     return add(acc, upper_words(even, odd));
 }
 
+// Words at .. at + 3 of eight rows as four vectors: out[c] lane l holds word
+// at + c of row l, row(l) being a pointer to row l's word at. Rows l and
+// l + 4 share a load into the two 128-bit halves, so that no lane-crossing
+// shuffle follows the loads.
+template <class Row>
+[[gnu::always_inline]] inline void transpose_4x8(const Row &row, V *out) {
+    V q[4];
+    for (int k = 0; k < 4; ++k) {
+        q[k] = _mm256_inserti128_si256(
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(row(k)))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(row(k + 4))), 1);
+    }
+    const V t0 = _mm256_unpacklo_epi32(q[0], q[1]), t1 = _mm256_unpackhi_epi32(q[0], q[1]);
+    const V t2 = _mm256_unpacklo_epi32(q[2], q[3]), t3 = _mm256_unpackhi_epi32(q[2], q[3]);
+    out[0] = _mm256_unpacklo_epi64(t0, t2);
+    out[1] = _mm256_unpackhi_epi64(t0, t2);
+    out[2] = _mm256_unpacklo_epi64(t1, t3);
+    out[3] = _mm256_unpackhi_epi64(t1, t3);
+}
+
+// Upper words of the exact 64-bit products a c, c the same in every lane
+// (no rounding): floor(a c / 2^32).
+inline V mulhi_floor(V a, V c) {
+    return upper_words(_mm256_mul_epi32(a, c), _mm256_mul_epi32(_mm256_srli_epi64(a, 32), c));
+}
+
 }  // namespace mp3d::avx2
+
+namespace mp3d {
+
+// The arithmetic record of the AVX2 kernels: eight lanes per operation. The
+// 32x16 products are the floored upper words of a (h 2^16).
+struct Avx2_Ops {
+    using Lane = avx2::V;
+
+    static Lane add(Lane a, Lane b) { return avx2::add(a, b); }
+    static Lane sub(Lane a, Lane b) { return avx2::sub(a, b); }
+    static Lane neg(Lane a) { return avx2::neg(a); }
+    // A doubling as an addition; other counts by vpslld.
+    static Lane shl(Lane a, int n) { return n == 1 ? avx2::add(a, a) : _mm256_slli_epi32(a, n); }
+    static Lane asr(Lane a, int n) { return _mm256_srai_epi32(a, n); }
+
+    static Lane mulhi_round(Lane a, int32_t c) { return avx2::mulhi_round(a, c); }
+    static Lane mulhi_round_add(Lane acc, Lane a, int32_t c) {
+        return avx2::mulhi_round_add(acc, a, c);
+    }
+    static Lane mulhi_round_sub(Lane acc, Lane a, int32_t c) {
+        return avx2::mulhi_round_sub(acc, a, c);
+    }
+
+    static Lane mulw_high(Lane a, int32_t w) {
+        return avx2::mulhi_floor(
+            a, avx2::broadcast(static_cast<int32_t>(static_cast<uint32_t>(w) & 0xffff0000u)));
+    }
+    static Lane mulw_low(Lane a, int32_t w) {
+        return avx2::mulhi_floor(
+            a, avx2::broadcast(static_cast<int32_t>(static_cast<uint32_t>(w) << 16)));
+    }
+    static Lane mulw_high_add(Lane acc, Lane a, int32_t w) {
+        return avx2::add(acc, mulw_high(a, w));
+    }
+    static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return avx2::add(acc, mulw_low(a, w)); }
+
+    static Lane pcm24(Lane acc) {
+        return _mm256_max_epi32(
+            _mm256_min_epi32(_mm256_srai_epi32(acc, 3), avx2::broadcast(8388607)),
+            avx2::broadcast(-8388608));
+    }
+};
+
+}  // namespace mp3d
 
 #endif  // MP3D_KERNELS_X86_AVX2_OPS_H

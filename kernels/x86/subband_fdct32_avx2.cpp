@@ -22,20 +22,14 @@
 // consecutive words of the row.
 #include <immintrin.h>
 
-#include "decoder/tables/synthesis_tables.h"
 #include "kernels/subband_fdct32_steps.h"
-#include "kernels/subband_window.h"
 #include "kernels/x86/avx2_ops.h"
-#include "kernels/x86/synthesis_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
 
 namespace mp3d {
 namespace {
 
 using namespace avx2;
-
-inline V mul_q31(V a, int32_t c) {
-    return shl<1>(mulhi_round(a, c));
-}
 
 // Subband n of the eight slots; odd subbands negated in the lanes whose sign
 // word is -1 (sign holds +1 or -1 in every lane).
@@ -58,10 +52,10 @@ inline void fold_half_x8(const int32_t *slots, V sign, const int32_t *k, int g, 
 
     V x0, x1, x2, x3;
     if constexpr (kDifferences) {
-        x0 = mul_q31(sub(a0, b0), k[0]);
-        x1 = mul_q31(sub(a1, b1), k[1]);
-        x2 = mul_q31(sub(a2, b2), k[2]);
-        x3 = mul_q31(sub(a3, b3), k[3]);
+        x0 = mul_q31<Avx2_Ops>(sub(a0, b0), k[0]);
+        x1 = mul_q31<Avx2_Ops>(sub(a1, b1), k[1]);
+        x2 = mul_q31<Avx2_Ops>(sub(a2, b2), k[2]);
+        x3 = mul_q31<Avx2_Ops>(sub(a3, b3), k[3]);
     } else {
         x0 = add(a0, b0);
         x1 = add(a1, b1);
@@ -70,58 +64,18 @@ inline void fold_half_x8(const int32_t *slots, V sign, const int32_t *k, int g, 
     }
     V *sums = scratch, *differences = scratch + 8;
     sums[n0] = add(x0, x2);
-    differences[n0] = mul_q31(sub(x0, x2), k[4]);
+    differences[n0] = mul_q31<Avx2_Ops>(sub(x0, x2), k[4]);
     sums[n1] = add(x1, x3);
-    differences[n1] = mul_q31(sub(x1, x3), k[5]);
+    differences[n1] = mul_q31<Avx2_Ops>(sub(x1, x3), k[5]);
 }
 
-// As dct8 of the portable kernel.
+// The shared 8-point DCT on eight slots. The coefficient pointer is hidden
+// first, so that each product loads and broadcasts its word where it is used
+// (hoisted, the broadcasts would be spilled).
 template <bool kDoubled>
 inline void dct8_x8(const V *P, const int32_t *c, V *out) {
     opaque(c);
-    const V p0 = add(P[0], P[7]), q0 = sub(P[0], P[7]);
-    const V p1 = add(P[1], P[6]), q1 = sub(P[1], P[6]);
-    const V p2 = add(P[2], P[5]), q2 = sub(P[2], P[5]);
-    const V p3 = add(P[3], P[4]), q3 = sub(P[3], P[4]);
-
-    const V u = add(p0, p3), v = sub(p0, p3);
-    const V w = add(p1, p2), z = sub(p1, p2);
-    const V e0 = add(u, w);
-    const V e4 = mul_q31(sub(u, w), c[9]);
-    const V r = mulhi_round(add(v, z), c[6]);
-    const V e2 = shl<2>(mulhi_round_add(r, v, c[7]));
-    const V e6 = shl<2>(mulhi_round_sub(r, z, c[8]));
-
-    const V r1 = mulhi_round(add(q3, q0), c[2]);
-    const V o0 = shl<2>(mulhi_round_add(r1, q0, c[0]));
-    const V o1 = shl<2>(mulhi_round_sub(r1, q3, c[1]));
-    const V r2 = mulhi_round(add(q2, q1), c[3]);
-    const V o2 = shl<2>(mulhi_round_add(r2, q1, c[4]));
-    const V o3 = shl<2>(mulhi_round_sub(r2, q2, c[5]));
-    const V o3p = sub(o1, o2);
-    const V o5p = sub(o0, o3);
-    const V sum03 = add(o0, o3), sum12 = add(o1, o2);
-
-    out[0] = e0;
-    if constexpr (kDoubled) {
-        const V a = mulhi_round(sum03, c[9]);
-        const V b = mulhi_round(sum12, c[9]);
-        out[1] = shl<2>(add(a, b));
-        out[2] = shl<1>(e2);
-        out[3] = shl<1>(o3p);
-        out[4] = shl<1>(e4);
-        out[5] = shl<1>(o5p);
-        out[6] = shl<1>(e6);
-        out[7] = shl<2>(sub(b, a));
-    } else {
-        out[1] = mul_q31(add(sum12, sum03), c[9]);
-        out[2] = e2;
-        out[3] = o3p;
-        out[4] = e4;
-        out[5] = o5p;
-        out[6] = e6;
-        out[7] = mul_q31(sub(sum12, sum03), c[9]);
-    }
+    dct8<kDoubled, Avx2_Ops>(P, c, out);
 }
 
 // Row word of slots 0..7: slots 6, 4, 2, 0 to columns 1..4 of the even bank,
@@ -150,19 +104,19 @@ inline void fastdct32x9(const int32_t *slots, V sign, int32_t *synthesis) {
     asm("" : "+r"(scratch));
     int32_t scratch8[32];
     fold_half_x8<false>(slots, sign, c32, 0, scratch);
-    fold_group<kInvert>(slot8, c32, 0, scratch8);
+    fold_group<kInvert, Portable_Ops>(slot8, c32, 0, scratch8);
     fold_half_x8<false>(slots, sign, c32 + 6, 1, scratch);
-    fold_group<kInvert>(slot8, c32 + 6, 1, scratch8);
+    fold_group<kInvert, Portable_Ops>(slot8, c32 + 6, 1, scratch8);
     fold_half_x8<false>(slots, sign, c32 + 12, 2, scratch);
-    fold_group<kInvert>(slot8, c32 + 12, 2, scratch8);
+    fold_group<kInvert, Portable_Ops>(slot8, c32 + 12, 2, scratch8);
     fold_half_x8<false>(slots, sign, c32 + 18, 3, scratch);
-    fold_group<kInvert>(slot8, c32 + 18, 3, scratch8);
+    fold_group<kInvert, Portable_Ops>(slot8, c32 + 18, 3, scratch8);
 
     int32_t e8[8], f8[8], g8[8], h8[8];
     dct8_x8<false>(scratch, c8, scratch);
-    dct8<false>(scratch8, c8, e8);
+    dct8<false, Portable_Ops>(scratch8, c8, e8);
     dct8_x8<true>(scratch + 8, c8, scratch + 8);
-    dct8<true>(scratch8 + 8, c8, f8);
+    dct8<true, Portable_Ops>(scratch8 + 8, c8, f8);
 
     // Outputs X[i], each stored as soon as it is made (as recombine_store):
     // X[16 + r] to upper-part row r, -X[15 - r] to lower-part row r.
@@ -192,9 +146,9 @@ inline void fastdct32x9(const int32_t *slots, V sign, int32_t *synthesis) {
     fold_half_x8<true>(slots, sign, c32 + 12, 2, scratch);
     fold_half_x8<true>(slots, sign, c32 + 18, 3, scratch);
     dct8_x8<true>(scratch, c8, scratch);
-    dct8<true>(scratch8 + 16, c8, g8);
+    dct8<true, Portable_Ops>(scratch8 + 16, c8, g8);
     dct8_x8<true>(scratch + 8, c8, scratch + 8);
-    dct8<true>(scratch8 + 24, c8, h8);
+    dct8<true, Portable_Ops>(scratch8 + 24, c8, h8);
 
     // X[1] = G8[0], X[2m + 1] = y2[m] - X[2m - 1] with y2[2k] = G8[k],
     // y2[1] = 2 H8[0], y2[2k + 1] = 2 H8[k] - y2[2k - 1].

@@ -2,7 +2,7 @@
 """Writes the decoder's generated constant tables.
 
 Every module tbl_*.py beside this script produces one source file under
-decoder/tables/. Run with no arguments to rewrite them, or with --check to
+tables/. Run with no arguments to rewrite them, or with --check to
 verify that the committed files match what the generators produce.
 
   tools/tablegen/generate.py [--check] [--reference-data DIR] [--out DIR]

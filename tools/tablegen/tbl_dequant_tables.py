@@ -10,7 +10,7 @@ from decimal import Decimal, getcontext
 
 from emit import array, file_header, FOOTER
 
-OUTPUT = "decoder/tables/dequant_tables.cpp"
+OUTPUT = "tables/dequant_tables.cpp"
 
 
 def iroot(n, k):
@@ -140,7 +140,7 @@ def lut_1_63():
 
 def generate(_ref_dir):
     out = file_header("the dequantisation formulas of ISO/IEC 11172-3, 2.4.3.4",
-                      ["decoder/tables/dequant_tables.h"])
+                      ["tables/dequant_tables.h"])
     out += "\n" + array("int32_t", "lut_1_63", [63], lut_1_63(), 6,
                         comment="x^(1/3) * 2^26 for x = 1..63 (Q26 cube roots), rounded to nearest;\n"
                                 "entries 3 and 63 are the stored words 96787731 and 267030020.")

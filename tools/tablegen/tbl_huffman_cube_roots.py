@@ -8,7 +8,7 @@ root by a few units, which the assertions bound.
 from emit import array, file_header, FOOTER
 from tbl_dequant_tables import lut_1by3, lut_2pow1by3, round_root
 
-OUTPUT = "decoder/tables/huffman_cube_roots.cpp"
+OUTPUT = "tables/huffman_cube_roots.cpp"
 
 CUBE_ROOT_TABLE_START = 64
 CUBE_ROOT_TABLE_END = 256
@@ -57,7 +57,7 @@ def roots():
 
 def generate(_ref_dir):
     out = file_header("the cube root of ISO/IEC 11172-3, 2.4.3.4, as the decoder computes it",
-                      ["decoder/tables/huffman_cube_roots.h"])
+                      ["tables/huffman_cube_roots.h"])
     out += "\n" + array("int32_t", "huf_cube_roots",
                         [CUBE_ROOT_TABLE_END - CUBE_ROOT_TABLE_START], roots(), 6,
                         comment="v^(1/3) * 2^26 for v = %d..%d, as dequant_1by3 computes it." % (

@@ -19,7 +19,7 @@ import os
 from emit import file_header, fmt_values, FOOTER
 from tbl_huffman_tables import PAIR_TABLES, parse
 
-OUTPUT = "decoder/tables/huffman_fast.cpp"
+OUTPUT = "tables/huffman_fast.cpp"
 NEEDS_REFERENCE_DATA = True
 
 WIDTH = {1: 3, 2: 6, 3: 6, 5: 7, 6: 7, 7: 7, 8: 7, 9: 7, 10: 7, 11: 7, 12: 7, 13: 7, 15: 8,
@@ -55,7 +55,7 @@ def generate(ref_dir):
         index.append((t, len(flat), width))
         flat += fast_entries(codes, width)
     out = file_header("ISO/IEC 11172-3 Annex B, Table 3-B.7 (reference-data/huffman_codes.txt)",
-                      ["decoder/tables/huffman_fast.h", "decoder/tables/huffman_tables.h"])
+                      ["tables/huffman_fast.h", "tables/huffman_tables.h"])
     out += "\n// %d entries (%d bytes): the tables below, one after the other.\n" % (
         len(flat), 2 * len(flat))
     out += "const uint16_t huf_pair_fast_entries[%d] = {\n" % len(flat)

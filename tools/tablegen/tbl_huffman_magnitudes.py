@@ -11,7 +11,7 @@ bits, which gives both results for every q from -26 upwards.
 from emit import array, file_header, FOOTER
 from tbl_dequant_tables import lut_1_63_4by3, scale_fac_table_lf
 
-OUTPUT = "decoder/tables/huffman_magnitudes.cpp"
+OUTPUT = "tables/huffman_magnitudes.cpp"
 
 
 def mulhi_round(a, b):
@@ -52,7 +52,7 @@ def words():
 
 def generate(_ref_dir):
     out = file_header("the dequantisation formulas of ISO/IEC 11172-3, 2.4.3.4",
-                      ["decoder/tables/huffman_magnitudes.h"])
+                      ["tables/huffman_magnitudes.h"])
     out += "\n" + array("uint64_t", "huf_scaled_powers", [4, 64], words(), 4,
                         fmt=lambda v: "0x%016X" % v,
                         comment="Row r = 0..3, x = 0..63: mulhi_round(lut_1_63_4by3[x],\n"

@@ -21,7 +21,7 @@ import os
 
 from emit import file_header, FOOTER
 
-OUTPUT = "decoder/tables/huffman_tables.cpp"
+OUTPUT = "tables/huffman_tables.cpp"
 NEEDS_REFERENCE_DATA = True
 
 PAIR_TABLES = [1, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 24]
@@ -151,7 +151,7 @@ def header_sizes():
     """Array sizes that huffman_tables.h declares, so that the header and the
     generated definitions cannot disagree silently."""
     here = os.path.dirname(os.path.abspath(__file__))
-    path = os.path.join(here, "..", "..", "decoder", "tables", "huffman_tables.h")
+    path = os.path.join(here, "..", "..", "tables", "huffman_tables.h")
     sizes = {}
     for line in open(path):
         if "g_au16HufCodeTable" in line and "[" in line:
@@ -171,7 +171,7 @@ def generate(ref_dir):
     pairs, quads, info = parse(os.path.join(ref_dir, "huffman_codes.txt"))
     sizes = header_sizes()
     out = file_header("ISO/IEC 11172-3 Annex B, Table 3-B.7 (reference-data/huffman_codes.txt)",
-                      ["decoder/tables/huffman_tables.h"])
+                      ["tables/huffman_tables.h"])
     out += "\n// Table 0 codes nothing; the word is never read.\n"
     out += "const uint16_t g_au16HufCodeTable0[1] = {0};\n"
     for n in PAIR_TABLES:

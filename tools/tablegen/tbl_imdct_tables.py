@@ -13,7 +13,7 @@ import math
 
 from emit import array, file_header, hex32, FOOTER
 
-OUTPUT = "decoder/tables/imdct_tables.cpp"
+OUTPUT = "tables/imdct_tables.cpp"
 
 ONE = 0x7FFFFFFF
 
@@ -152,7 +152,7 @@ def generate(_ref_dir):
                          0x7FFCB280, 0xFE2EBDC6, 0x7FFFC680, 0xFF86C25D], "Cs_Ca_tbl_lf")
 
     out = file_header("the window and transform formulas of ISO/IEC 11172-3",
-                      ["decoder/tables/imdct_tables.h"])
+                      ["tables/imdct_tables.h"])
     out += "\n" + array("int32_t", "imdct_win_lf", [4, 36], window_rows(), 6, fmt=hex32,
                         comment="IMDCT windows by block type (normal, start, short, stop), Q31.\n"
                                 "Mirrored first-half positions carry the sign of the antisymmetry.")

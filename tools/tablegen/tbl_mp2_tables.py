@@ -7,7 +7,7 @@ bit width of an ungrouped sample: 0, 1, 2 are the grouped 3, 5 and 9 steps,
 3 is 7 steps, 4 is 15 steps, and class k >= 5 has 2^k - 1 steps."""
 from emit import array, file_header, FOOTER
 
-OUTPUT = "decoder/tables/mp2_tables.cpp"
+OUTPUT = "tables/mp2_tables.cpp"
 
 # Number of quantisation steps of each class.
 STEPS = [3, 5, 9] + [(1 << k) - 1 for k in range(3, 17)]
@@ -137,7 +137,7 @@ def generate(_ref_dir):
     assert m[3] == 1 << 30 and m[1] == 1704458900
 
     out = file_header("ISO/IEC 11172-3 Tables 3-B.1, 3-B.2, 3-B.4 and ISO/IEC 13818-3 Table B.1",
-                      ["decoder/tables/mp2_tables.h"])
+                      ["tables/mp2_tables.h"])
     out += "\n" + array("uint8_t", "MP2D_alloc_table_array", [112], alloc_table_array(), 16,
                         comment="Allocation rows at byte offsets 0, 16, 32, 40, 44, 60, 68, 84, 92, 96:\n"
                                 "nbal, then the quantisation class of allocation 1, 2, ...; the row at\n"

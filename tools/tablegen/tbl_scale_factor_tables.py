@@ -2,7 +2,7 @@
 13818-3 Table B.2, and the MPEG-2.5 extension) and scale-factor field tables."""
 from emit import array, file_header, FOOTER
 
-OUTPUT = "decoder/tables/scale_factor_tables.cpp"
+OUTPUT = "tables/scale_factor_tables.cpp"
 
 # Records by 3*version + sampling_frequency: MPEG-2 (22.05, 24, 16 kHz),
 # MPEG-1 (44.1, 48, 32 kHz), MPEG-2.5 (11.025, 12, 8 kHz).
@@ -74,7 +74,7 @@ def sf_band_index_s():
 
 def generate(_ref_dir):
     out = file_header("the band boundaries of ISO/IEC 11172-3 and 13818-3",
-                      ["decoder/tables/scale_factor_tables.h"])
+                      ["tables/scale_factor_tables.h"])
     out += "\n" + array("int32_t", "index_array_III_get_side_info", [2, 4], [9, 5, 3, 2, 8, 1, 2, 1], 4,
                         comment="Rows MPEG-1, LSF: main_data_begin bits, private bits for one and two\n"
                                 "channels, granules per frame.")

@@ -12,7 +12,7 @@ import math
 
 from emit import array, file_header, hex32, FOOTER
 
-OUTPUT = "decoder/tables/stereo_tables.cpp"
+OUTPUT = "tables/stereo_tables.cpp"
 
 ONE = 0x7FFFFFFF
 ROOT_HALF = 1.0 / math.sqrt(2.0)
@@ -169,7 +169,7 @@ def generate(_ref_dir):
         assert full_root2[row * n:row * n + 14] == lsf_root2[row * 14:row * 14 + 14]
 
     out = file_header("the intensity-stereo formulas of ISO/IEC 11172-3 and 13818-3",
-                      ["decoder/tables/stereo_tables.h"])
+                      ["tables/stereo_tables.h"])
     out += "\n" + array("int32_t", "is_ratio_table", [14], is_plain, 2, fmt=hex32,
                         comment="MPEG-1, pairs by intensity position 0..6: tan(p*pi/12) / (1 + tan),\n"
                                 "1 / (1 + tan).")

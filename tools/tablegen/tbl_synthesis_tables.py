@@ -6,7 +6,7 @@ import os
 
 from emit import array, file_header, q, FOOTER
 
-OUTPUT = "decoder/tables/synthesis_tables.cpp"
+OUTPUT = "tables/synthesis_tables.cpp"
 NEEDS_REFERENCE_DATA = True
 
 # A stored full word that other builds of this window table carry instead of
@@ -116,7 +116,7 @@ def dct8_coefficients():
 def generate(ref_dir):
     D = read_window(ref_dir)
     out = file_header("the synthesis window of ISO/IEC 11172-3 (Table 3-B.3) and the DCT cosines",
-                      ["decoder/tables/synthesis_tables.h"])
+                      ["tables/synthesis_tables.h"])
     out += "\n" + array(
         "int32_t", "window_lf", [318], window_words(D), 10,
         comment="Synthesis window in reading order. Pair words: high half even-age, low half\n"

@@ -4,7 +4,7 @@ of the outputs j = 8b .. 8b + 7 in its lanes."""
 import tbl_synthesis_tables as synthesis
 from emit import FOOTER, array, file_header
 
-OUTPUT = "kernels/x86/window_lanes_avx2.cpp"
+OUTPUT = "tables/x86/window_lanes_avx2.cpp"
 NEEDS_REFERENCE_DATA = True
 
 
@@ -30,7 +30,7 @@ def lanes(words):
 def generate(ref_dir):
     words = synthesis.window_words(synthesis.read_window(ref_dir))
     out = file_header("the synthesis window of ISO/IEC 11172-3 (Table 3-B.3)",
-                      ["kernels/x86/window_lanes_avx2.h"])
+                      ["tables/x86/window_lanes_avx2.h"])
     out += "\n" + array(
         "int32_t", "window_lf_lanes", [2, 20, 8], lanes(words), 8,
         comment="window_lf by lanes: [b][m][l] is word m of the block of output pair\n"

@@ -17,11 +17,11 @@
 // rounded to their upper word; sums wrap. The current block type is the same
 // for the whole run; the previous one may differ per subband (after a mixed
 // block), and then the window words of the overlap are gathered per lane.
-#include "kernels/x86/imdct_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
 
-#include "decoder/tables/imdct_tables.h"
 #include "kernels/idct9_steps.h"
 #include "kernels/x86/avx2_ops.h"
+#include "tables/imdct_tables.h"
 
 namespace mp3d {
 namespace {
@@ -39,22 +39,7 @@ inline V x4(V a) {
 // vector per column, lane r holding row r. Rows from `rows` on repeat the
 // last row that exists, so nothing past it is read.
 inline void load_columns(const int32_t *base, int stride, int c, V *col, int rows) {
-    V y[4];
-    for (int r = 0; r < 4; ++r) {
-        const int r_lo = r < rows ? r : rows - 1;
-        const int r_hi = r + 4 < rows ? r + 4 : rows - 1;
-        const __m128i lo =
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_lo * stride + c));
-        const __m128i hi =
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(base + r_hi * stride + c));
-        y[r] = _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
-    }
-    const V t0 = _mm256_unpacklo_epi32(y[0], y[1]), t1 = _mm256_unpackhi_epi32(y[0], y[1]);
-    const V t2 = _mm256_unpacklo_epi32(y[2], y[3]), t3 = _mm256_unpackhi_epi32(y[2], y[3]);
-    col[0] = _mm256_unpacklo_epi64(t0, t2);
-    col[1] = _mm256_unpackhi_epi64(t0, t2);
-    col[2] = _mm256_unpacklo_epi64(t1, t3);
-    col[3] = _mm256_unpackhi_epi64(t1, t3);
+    transpose_4x8([&](int r) { return base + (r < rows ? r : rows - 1) * stride + c; }, col);
 }
 
 // The inverse of load_columns: lane r of col[j] to base + r stride + c + j,
@@ -73,15 +58,6 @@ inline void store_columns(int32_t *base, int stride, int c, const V *col, int ro
                              _mm256_extracti128_si256(y[r], 1));
     }
 }
-
-// Lane operations of the shared 9-point steps on eight subbands.
-struct Vector_Lanes {
-    static V add(V a, V b) { return avx2::add(a, b); }
-    static V sub(V a, V b) { return avx2::sub(a, b); }
-    static V x2(V a) { return mp3d::x2(a); }
-    static V x4(V a) { return mp3d::x4(a); }
-    static V mulhi(int32_t c, V v) { return mulhi_round(v, c); }
-};
 
 // The butterflies of the boundary between the subband at x and the next one,
 // as alias_reduce of the portable kernel, with lane i holding pair i.
@@ -129,8 +105,8 @@ void transform8(const int32_t *x, int32_t *out, int32_t *ovl, const uint32_t *pr
         load_columns(x, 18, 8, lo, rows);
         fold(lo[0], lo[1], 8, cos_table, A[8], B[8]);
     }
-    idct9_steps<Vector_Lanes>(A, idctlee_III_coeff);
-    idct9_steps<Vector_Lanes>(B, idctlee_III_coeff);
+    idct9_steps<Avx2_Ops>(A, idctlee_III_coeff);
+    idct9_steps<Avx2_Ops>(B, idctlee_III_coeff);
 
     // u[j] = t[j - 1] + 2 A[j], t[j] = u[j] - 4 s[j] with s[j] = B[j] - s[j - 1].
     // u[0..4] and t[0..3] make the new overlap, t[4..8] and u[5..8] the

@@ -1,5 +1,5 @@
-// AVX2 synthesis window of a whole half granule: all 288 outputs and the
-// history move in one pass.
+// AVX2 synthesis window of a whole half granule: all kHalfGranuleSamples
+// outputs and the history move in one pass.
 //
 // Vector lanes run over the output index j, not over the slots. Eight history
 // rows (j = 8b .. 8b + 7) of each quadrant are transposed, so that the vector
@@ -45,10 +45,12 @@
 #include <immintrin.h>
 
 #include "kernels/fixed_point.h"
+#include "kernels/portable_ops.h"
 #include "kernels/subband_window.h"
+#include "kernels/subband_window_steps.h"
 #include "kernels/x86/avx2_ops.h"
-#include "kernels/x86/synthesis_avx2.h"
-#include "kernels/x86/window_lanes_avx2.h"
+#include "kernels/x86/kernels_avx2.h"
+#include "tables/x86/window_lanes_avx2.h"
 
 namespace mp3d {
 namespace {
@@ -68,20 +70,8 @@ struct Rows {
 };
 
 // Columns at .. at + 3 of the eight rows: out[c] lane l = row l, word at + c.
-// Rows l and l + 4 share a vector, so that no lane-crossing shuffle is
-// needed after the loads.
 inline void transpose4(const Rows &rows, int at, V *out) {
-    V q[4];
-    for (int k = 0; k < 4; ++k) {
-        q[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(load4(rows.row(k) + at)),
-                                       load4(rows.row(k + 4) + at), 1);
-    }
-    const V t0 = _mm256_unpacklo_epi32(q[0], q[1]), t1 = _mm256_unpackhi_epi32(q[0], q[1]);
-    const V t2 = _mm256_unpacklo_epi32(q[2], q[3]), t3 = _mm256_unpackhi_epi32(q[2], q[3]);
-    out[0] = _mm256_unpacklo_epi64(t0, t2);
-    out[1] = _mm256_unpackhi_epi64(t0, t2);
-    out[2] = _mm256_unpacklo_epi64(t1, t3);
-    out[3] = _mm256_unpackhi_epi64(t1, t3);
+    transpose_4x8([&](int l) { return rows.row(l) + at; }, out);
 }
 
 // An even-age and an odd-age value per lane, split for the 16-bit products.
@@ -318,22 +308,6 @@ __attribute__((noinline)) void window_batch(const int32_t *synthesis, int b, int
     parity<4>(odd_upper, even_lower, 1, w, at, 7, pcm);
 }
 
-// Output 16 of one slot from its eight odd-age values (lower part row 15 of
-// the other bank) at a stride of one word; w: window words 310..313.
-int32_t output16(const int32_t *odd, const int32_t *w) {
-    int32_t acc = mul_w16(odd[0], w[0] >> 16);
-    acc = wrap_add(acc, mul_w16(odd[1], static_cast<int16_t>(w[0])));
-    acc = wrap_add(acc, mul_w16(odd[2], w[1] >> 16));
-    acc >>= 2;
-    acc = mulhi_round_add(acc, odd[3], wrap_add(wrap_shl(static_cast<int16_t>(w[1]), 16), 1 << 14));
-    acc = wrap_shl(acc, 2);
-    acc = wrap_add(acc, mul_w16(odd[4], w[2] >> 16));
-    acc = wrap_add(acc, mul_w16(odd[5], static_cast<int16_t>(w[2])));
-    acc = wrap_add(acc, mul_w16(odd[6], w[3] >> 16));
-    acc = wrap_add(acc, mul_w16(odd[7], static_cast<int16_t>(w[3])));
-    return saturate24(acc >> 3);
-}
-
 // Output 16 of slots 8, 6, 4, 2 (odd-bank lower row 15 from column 0) and
 // 7, 5, 3, 1 (even-bank lower row 15 from column 1) in one vector: MulW as
 // the upper word of a * (h 2^16); slot 0 on its own.
@@ -367,7 +341,7 @@ void outputs16(const int32_t *synthesis, const int32_t *window, int32_t *pcm) {
     _mm256_store_si256(reinterpret_cast<__m256i *>(out), to_pcm(s1, m, s2));
     const int slots[8] = {8, 6, 4, 2, 7, 5, 3, 1};
     for (int l = 0; l < 8; ++l) pcm[32 * slots[l] + 16] = out[l];
-    pcm[16] = output16(odd_row + 4, w);
+    pcm[16] = window_sample16<Portable_Ops>(odd_row + 4, w);
 }
 
 // History move of one part: odd-bank columns 4..11 take the even-bank

@@ -1,6 +1,6 @@
 // window_lf rearranged for the AVX2 synthesis window (generated table).
-#ifndef MP3D_KERNELS_X86_WINDOW_LANES_AVX2_H
-#define MP3D_KERNELS_X86_WINDOW_LANES_AVX2_H
+#ifndef MP3D_TABLES_X86_WINDOW_LANES_AVX2_H
+#define MP3D_TABLES_X86_WINDOW_LANES_AVX2_H
 
 #include <cstdint>
 
@@ -12,4 +12,4 @@ extern const int32_t window_lf_lanes[2][20][8];
 
 }  // namespace mp3d
 
-#endif  // MP3D_KERNELS_X86_WINDOW_LANES_AVX2_H
+#endif  // MP3D_TABLES_X86_WINDOW_LANES_AVX2_H

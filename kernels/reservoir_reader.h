@@ -1,8 +1,9 @@
-// Shared pieces of the Huffman kernels: the bounded byte fetch from the
-// main-data reservoir, the per-band exponent split and the dequantised
-// magnitudes that do not need the cube root.
-#ifndef MP3D_KERNELS_HUFFMAN_WINDOW_H
-#define MP3D_KERNELS_HUFFMAN_WINDOW_H
+// The Huffman kernels' reader of the main-data reservoir (the bounded byte
+// fetch and the bit window over it), with the other pieces the kernels
+// share: the per-band exponent split and the dequantised magnitudes that do
+// not need the cube root.
+#ifndef MP3D_KERNELS_RESERVOIR_READER_H
+#define MP3D_KERNELS_RESERVOIR_READER_H
 
 #include <cstdint>
 
@@ -164,4 +165,4 @@ inline int32_t huf_count1_unit(int32_t scale, int32_t q) {
 
 }  // namespace mp3d
 
-#endif  // MP3D_KERNELS_HUFFMAN_WINDOW_H
+#endif  // MP3D_KERNELS_RESERVOIR_READER_H

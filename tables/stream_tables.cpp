@@ -1,5 +1,5 @@
 // Tables indexed by header fields (ISO/IEC 11172-3 and 13818-3).
-#include "decoder/tables/stream_tables.h"
+#include "tables/stream_tables.h"
 
 namespace mp3d {
 

@@ -1,8 +1,14 @@
-// The set of synthesis kernels a decoder instance runs: the portable
-// reference or a variant for the processor's vector unit, chosen once at
-// init. Every set gives bit-identical output; only the speed differs.
-#ifndef MP3D_DECODER_KERNEL_SELECT_H
-#define MP3D_DECODER_KERNEL_SELECT_H
+// The set of kernels a decoder instance runs for its signal path (the DCT and
+// window of the polyphase synthesis, the long-block hybrid transform): the
+// portable reference or a variant for the processor, chosen once at init.
+// Every set gives bit-identical output; only the speed differs.
+//
+// Each instruction set has its own folder (kernels/x86, kernels/arm) with its
+// kernels, its arithmetic record and the file that builds its set and checks
+// the processor. A build enables one with a compiler definition
+// (MP3D_HAVE_X86_KERNELS, MP3D_HAVE_ARMV6_KERNELS) set by CMake.
+#ifndef MP3D_KERNELS_KERNEL_SET_H
+#define MP3D_KERNELS_KERNEL_SET_H
 
 #include <cstdint>
 
@@ -12,10 +18,12 @@ struct MP3D_Kernel_Set {
     const char *name;  // "portable", "avx2", "armv6"
     // DCT of the nine slots of one half granule into the history.
     void (*subband_dct9)(const int32_t *samples, int half, int32_t *synthesis);
-    // Window of one half granule into 288 samples, then the history move.
+    // Window of one half granule into kHalfGranuleSamples samples, then the
+    // history move.
     int32_t (*polyphase_window)(int32_t *synthesis, int32_t *pcm, const int32_t *window);
     // A run of long-block subbands of one channel (as MP3D_hybrid_long,
-    // decoder/hybrid.h): alias butterflies, 36-point IMDCT, window, overlap.
+    // kernels/imdct_winola.h): alias butterflies, 36-point IMDCT, window,
+    // overlap.
     void (*hybrid_long)(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
                         int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
                         const int32_t *cs_ca, const int32_t (*window)[36]);
@@ -37,4 +45,4 @@ const MP3D_Kernel_Set *MP3D_select_kernels();
 
 }  // namespace mp3d
 
-#endif  // MP3D_DECODER_KERNEL_SELECT_H
+#endif  // MP3D_KERNELS_KERNEL_SET_H

@@ -1,0 +1,29 @@
+// ARMv6 variants of the kernel set: the portable kernels' arithmetic on the
+// ARMv6 DSP multiplies (32x16 multiply-accumulate on the halves of a window
+// pair word, rounded 32x32 upper-word multiplies). Each gives exactly the
+// portable kernel's output. Built only where CMake finds the target has ARMv6
+// with the DSP instructions, and then defines MP3D_HAVE_ARMV6_KERNELS.
+#ifndef MP3D_KERNELS_ARM_KERNELS_ARMV6_H
+#define MP3D_KERNELS_ARM_KERNELS_ARMV6_H
+
+#include <cstdint>
+
+namespace mp3d {
+
+// As MP3D_subband_fastdct32 (kernels/subband_fdct32.h).
+void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *upper_dest,
+                                  int32_t *lower_dest, const int32_t *dct8_coeff,
+                                  const int32_t *dct32_coeff);
+
+// As MP3D_subband_window (kernels/subband_window.h).
+void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_other,
+                               const int32_t *window, int32_t *pcm);
+
+// As MP3D_subband_dct9 (kernels/subband_fdct32.h) and MP3D_polyphase_window
+// (kernels/subband_window.h).
+void MP3D_subband_dct9_armv6(const int32_t *samples, int half, int32_t *synthesis);
+int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+
+}  // namespace mp3d
+
+#endif  // MP3D_KERNELS_ARM_KERNELS_ARMV6_H
