@@ -13,7 +13,17 @@
  * first bytes of the next one (the window refill, and the look at the next
  * header that confirms a sync). That gives an output frame for every input
  * frame with one frame of look-ahead. The end of input is reported only when
- * draining (EOS).
+ * draining at the end of the stream (EOS).
+ *
+ * Discontinuities: when the parser loses sync on damaged input it marks the
+ * next frame DISCONT, and the base class drains the element first and drops
+ * the input frames it has not finished. Such a drain in mid-stream finishes
+ * every queued frame but keeps the decoder running: a frame that still
+ * waits for its look-ahead is decoded with a few zero bytes in place of the
+ * next frame's start, which the next header search passes over. The decoder
+ * then goes on with the frames after the gap: Layer III frames find their
+ * main data in the reservoir, and output keeps its timing (silence for
+ * frames that cannot be decoded).
  *
  * Timing: every input frame is finished with exactly its own samples, so
  * that the base class's timestamps stay right: a frame the decoder could not
@@ -68,6 +78,8 @@ struct _GstMp3dDec {
     GstBuffer *block; /* the buffer the decoder is reading */
     GstMapInfo block_map;
     gboolean draining;     /* report the end of input when nothing is queued */
+    gboolean eos;          /* a drain now ends the stream (EOS, new segment) */
+    gboolean bridge;       /* hand zeros once when the queue runs dry (mid-stream drain) */
     gboolean starved;      /* the callback ran dry before the end of the stream */
     gboolean begun;        /* the decoder has begun the oldest frame */
     gint calls_left;       /* decoder calls still to come for that frame */
@@ -101,6 +113,11 @@ static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
  * no sync word, so the call fails and the element restarts the decoder. */
 static const uint8_t no_data[512];
 
+/* Zeros that stand in for the start of the frame after a mid-stream drain:
+ * more than a Layer II frame's end step reads past its frame, well within
+ * the header search's reach. */
+#define BRIDGE_BYTES 16
+
 static void release_block(GstMp3dDec *self) {
     if (self->block != NULL) {
         gst_buffer_unmap(self->block, &self->block_map);
@@ -125,6 +142,12 @@ static int32_t feed_input(const uint8_t **buffer, int32_t *bytes_left, MP3D_Deco
     }
     if (self->draining) {
         *bytes_left = 0;
+        return 0;
+    }
+    if (self->bridge) {
+        self->bridge = FALSE;
+        *buffer = no_data;
+        *bytes_left = BRIDGE_BYTES;
         return 0;
     }
     GST_WARNING_OBJECT(self, "input ran out before the end of the stream");
@@ -162,6 +185,7 @@ static gboolean reset_stream(GstMp3dDec *self) {
     g_queue_clear_full(&self->frames, (GDestroyNotify)free_frame);
     self->next_feed = NULL;
     self->draining = FALSE;
+    self->bridge = FALSE;
     self->locked = FALSE;
     return restart_decoder(self);
 }
@@ -418,7 +442,26 @@ static GstFlowReturn gst_mp3d_dec_handle_frame(GstAudioDecoder *dec, GstBuffer *
         }
         return flow;
     }
-    /* Drain: decode everything, then start afresh for what may follow. */
+    if (!self->eos) {
+        /* A drain in mid-stream (a discontinuity, new caps): every queued
+         * frame is finished now, since the base class drops what is left,
+         * but the decoder keeps its state for the frames that follow. */
+        self->bridge = TRUE;
+        while (flow == GST_FLOW_OK && self->frames.length > 0 && decode_call(self, &flow)) {
+        }
+        self->bridge = FALSE;
+        if (self->frames.length > 0) {
+            /* Not all decoded (a flow error): silence where output goes on,
+             * and a fresh start, as the base class drops what is left. */
+            while (flow == GST_FLOW_OK && self->frames.length > 0) flow = finish_oldest(self, TRUE);
+            g_queue_clear_full(&self->frames, (GDestroyNotify)free_frame);
+            self->next_feed = NULL;
+            if (!restart_decoder(self)) return GST_FLOW_ERROR;
+        }
+        return flow;
+    }
+    /* End of stream: decode everything, then start afresh for what may
+     * follow. */
     self->draining = TRUE;
     while (flow == GST_FLOW_OK && can_decode(self) && decode_call(self, &flow)) {
     }
@@ -428,10 +471,23 @@ static GstFlowReturn gst_mp3d_dec_handle_frame(GstAudioDecoder *dec, GstBuffer *
     return flow;
 }
 
+/* A hard flush (seek) starts afresh; the soft one that follows a
+ * mid-stream drain keeps the decoder running. */
 static void gst_mp3d_dec_flush(GstAudioDecoder *dec, gboolean hard) {
     GstMp3dDec *self = GST_MP3D_DEC(dec);
-    (void)hard;
-    if (self->chunks[0] != NULL) reset_stream(self);
+    if (hard && self->chunks[0] != NULL) reset_stream(self);
+}
+
+/* Marks the drains that end the decoder's input: the one at EOS, and the
+ * one before a new segment in mid-stream (a seek without flush, after which
+ * the input goes on elsewhere). */
+static gboolean gst_mp3d_dec_sink_event(GstAudioDecoder *dec, GstEvent *event) {
+    GstMp3dDec *self = GST_MP3D_DEC(dec);
+    const GstEventType type = GST_EVENT_TYPE(event);
+    if (type == GST_EVENT_EOS || type == GST_EVENT_SEGMENT) self->eos = TRUE;
+    const gboolean ok = GST_AUDIO_DECODER_CLASS(gst_mp3d_dec_parent_class)->sink_event(dec, event);
+    self->eos = FALSE;
+    return ok;
 }
 
 static void gst_mp3d_dec_init(GstMp3dDec *self) {
@@ -466,6 +522,7 @@ static void gst_mp3d_dec_class_init(GstMp3dDecClass *klass) {
     decoder_class->set_format = GST_DEBUG_FUNCPTR(gst_mp3d_dec_set_format);
     decoder_class->handle_frame = GST_DEBUG_FUNCPTR(gst_mp3d_dec_handle_frame);
     decoder_class->flush = GST_DEBUG_FUNCPTR(gst_mp3d_dec_flush);
+    decoder_class->sink_event = GST_DEBUG_FUNCPTR(gst_mp3d_dec_sink_event);
 }
 
 static gboolean plugin_init(GstPlugin *plugin) {

@@ -2,8 +2,9 @@
 # The GStreamer element against the mp3d tool and mpg123audiodec: the same
 # PCM through filesrc ! mpegaudioparse ! mp3ddec ! wavenc, through
 # uridecodebin and playbin with mp3ddec ranked first, and 24-bit through
-# S24_32LE; sample-exact seeks, start-up latency and the refusal of non-audio
-# input, each measured against mpg123audiodec in the same run.
+# S24_32LE; sample-exact seeks, start-up latency, the refusal of non-audio
+# input and damaged input, each measured against mpg123audiodec in the same
+# run.
 # Usage: gst_pipeline.sh MP3D PLUGIN_DIR SOURCE_DIR HELPER_DIR (where
 # gst_seek_check was built). Exits 77 (skipped) without the
 # GStreamer tools or plugins.
@@ -102,7 +103,7 @@ if command -v lame > /dev/null && command -v sox > /dev/null; then
     # samples at the timestamps they carry, with the end padding trimmed, and
     # the first output comes after at most 3 input frames at the start and no
     # later than mpg123audiodec's after a seek.
-    (cd "$tmp" && sox -n -r 44100 -c 2 -b 16 s44.wav synth 20 sine 200-4000 sine 300-1500 gain -3 &&
+    (cd "$tmp" && sox -D -n -r 44100 -c 2 -b 16 s44.wav synth 20 sine 200-4000 sine 300-1500 gain -3 &&
         sox -n -r 22050 -c 2 -b 16 s22.wav synth 20 sine 200-4000 sine 500-900 gain -3 &&
         lame --quiet -b 128 s44.wav cbr.mp3 && lame --quiet -V 2 s44.wav vbr.mp3 &&
         lame --quiet -b 64 s22.wav mpeg2.mp3) || { echo "FAIL: making the seek files"; exit 1; }
@@ -120,6 +121,52 @@ if command -v lame > /dev/null && command -v sox > /dev/null; then
             "$helpers/gst_seek_check" "$tmp/$f.mp3" mpg123audiodec 3.7 10 17.3 > "$tmp/$f.theirs" 2> /dev/null
             sed "s/^/  mpg123audiodec $f.mp3: /" "$tmp/$f.theirs"
             check "$f.mp3: first output after a seek no later than mpg123audiodec's" no_later "$tmp/$f.ours" "$tmp/$f.theirs"
+        fi
+    done
+
+    # Damaged input: twelve bits flipped at seeded positions, 1000 bytes cut
+    # out at 40 % (the parser loses sync and marks the next frame DISCONT)
+    # and 777 junk bytes put in at 70 %. Against the clean file's decode:
+    # mp3ddec loses no more samples than mpg123audiodec, times the output
+    # after each discontinuity as it does, and away from the 14 damaged
+    # places (3 frames each) its output equals the clean decode at the
+    # timestamps it carries.
+    flip_bits() {  # flip_bits FILE SEED COUNT: bits past the first 4096 bytes
+        local f="$1" x="$2" size pos byte i
+        size=$(stat -c %s "$f")
+        for ((i = 0; i < $3; i++)); do
+            x=$(( (x * 1103515245 + 12345) % 2147483648 ))
+            pos=$(( 4096 + (x >> 8) % (size - 4096) ))
+            byte=$(od -An -tu1 -j "$pos" -N1 "$f")
+            printf "$(printf '\\%03o' $(( byte ^ (1 << (x & 7)) )))" |
+                dd of="$f" bs=1 seek="$pos" conv=notrunc status=none
+        done
+    }
+    damage() {  # damage IN OUT
+        local size cut ins
+        size=$(stat -c %s "$1"); cut=$(( size * 4 / 10 )); ins=$(( size * 7 / 10 ))
+        { head -c "$cut" "$1"; tail -c +$(( cut + 1001 )) "$1" | head -c $(( ins - cut - 1000 ))
+          LC_ALL=C awk 'BEGIN { x = 7; for (i = 0; i < 777; i++) {
+              x = (x * 1103515245 + 12345) % 2147483648; printf "%c", int(x / 65536) % 256 } }'
+          tail -c +$(( ins + 1 )) "$1"; } > "$2" && flip_bits "$2" 5 12
+    }
+    field() { sed -n "s/.* $1=\([-0-9]*\).*/\1/p" "$2"; }
+    damaged=(cbr.mp3 vbr.mp3)
+    command -v twolame > /dev/null && twolame --quiet -b 192 "$tmp/s44.wav" "$tmp/l2s.mp2" &&
+        damaged+=(l2s.mp2)
+    for f in "${damaged[@]}"; do
+        damage "$tmp/$f" "$tmp/bad_$f" || { echo "FAIL: damaging $f"; exit 1; }
+        "$helpers/gst_seek_check" --damaged "$tmp/$f" "$tmp/bad_$f" mp3ddec > "$tmp/$f.dours"
+        sed "s/^/  mp3ddec $f damaged: /" "$tmp/$f.dours"
+        check "$f damaged: mp3ddec's output equals the clean decode away from the damage" \
+            test "$(field differ "$tmp/$f.dours")" -le $(( 14 * 3 * 1152 ))
+        if [ "$have_mpg123" -eq 1 ]; then
+            "$helpers/gst_seek_check" --damaged "$tmp/$f" "$tmp/bad_$f" mpg123audiodec > "$tmp/$f.dtheirs"
+            sed "s/^/  mpg123audiodec $f damaged: /" "$tmp/$f.dtheirs"
+            check "$f damaged: mp3ddec loses no more samples than mpg123audiodec" \
+                test "$(field lost "$tmp/$f.dours" | tr -d -)" -le "$(field lost "$tmp/$f.dtheirs" | tr -d -)"
+            check "$f damaged: after each discontinuity the same timestamps as mpg123audiodec" \
+                test "$(grep -o 'offsets=.*' "$tmp/$f.dours")" = "$(grep -o 'offsets=.*' "$tmp/$f.dtheirs")"
         fi
     done
 else
