@@ -7,7 +7,7 @@ output against libmpg123's floating-point decoding. For a fixture (no
 reference PCM): 16-bit and 24-bit output against libmpg123.
 
 Usage (from the repository root, after building):
-    python3 tools/accuracy_report.py [--mp3d build/tools/mp3d] [--shared ../shared]
+    python3 tools/accuracy_report.py [--mp3d build/cli/mp3d] [--shared ../shared]
 """
 import argparse
 import pathlib

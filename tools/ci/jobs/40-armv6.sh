@@ -107,7 +107,7 @@ pinned_output() {
         }
     done
     local out
-    out="$("${qemu[@]}" "$build/tools/mp3d" checksum "${files[@]}")" || bad=$((bad + 1))
+    out="$("${qemu[@]}" "$build/cli/mp3d" checksum "${files[@]}")" || bad=$((bad + 1))
     local seen=0
     while read -r path hash; do
         case "$path" in "" | "#"*) continue ;; esac

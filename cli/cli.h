@@ -1,6 +1,6 @@
 // The mp3d command-line tool: shared option parsing and the subcommands.
-#ifndef MP3D_TOOLS_CLI_H
-#define MP3D_TOOLS_CLI_H
+#ifndef MP3D_CLI_CLI_H
+#define MP3D_CLI_CLI_H
 
 #include <cstddef>
 #include <cstdio>
@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "cli_stream.h"
 #include "harness/decode_run.h"
+#include "stream_file.h"
 
 namespace mp3d_tools {
 
@@ -39,6 +39,8 @@ struct CliOptions {
 // Parses the options after the subcommand name; false (after a message on
 // stderr) on a bad option.
 bool parse_options(int argc, char **argv, int first, CliOptions &options);
+// True for the name of a command (decode, info, compare, checksum).
+bool is_command(const std::string &name);
 // The usage of one command ("" for all of them) on `stream`.
 void print_usage(std::FILE *stream, const std::string &command = "");
 

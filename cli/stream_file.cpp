@@ -1,4 +1,4 @@
-#include "cli_stream.h"
+#include "stream_file.h"
 
 #include <sys/stat.h>
 

@@ -1,7 +1,7 @@
 // The tool's files opened through the stream layer (libmp3d_stream): tags
 // skipped, the information frame read, gapless trimming, seeking.
-#ifndef MP3D_TOOLS_CLI_STREAM_H
-#define MP3D_TOOLS_CLI_STREAM_H
+#ifndef MP3D_CLI_STREAM_FILE_H
+#define MP3D_CLI_STREAM_FILE_H
 
 #include <csignal>
 #include <cstddef>

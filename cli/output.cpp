@@ -1,4 +1,4 @@
-#include "cli_output.h"
+#include "output.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,5 +1,5 @@
-// mp3d decode: stream to WAV or raw words; mp3d checksum: hash of the
-// 24-bit output.
+// mp3d decode: a stream to a WAV file or raw words, through the stream layer
+// (tags skipped, gapless trimming, seeking).
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,40 +8,13 @@
 #include <filesystem>
 
 #include "cli.h"
-#include "cli_output.h"
-#include "harness/accuracy_core.h"
 #include "harness/decode_run.h"
 #include "harness/wav_writer.h"
+#include "output.h"
 
 namespace fs = std::filesystem;
 
 namespace mp3d_tools {
-
-bool check_decoded(const std::string &in, const DecodeStats &stats) {
-    const char *name = in == "-" ? "stdin" : in.c_str();
-    if (stats.init_failed) {
-        std::fprintf(stderr, "mp3d: %s: the decoder could not be initialised\n", name);
-        return false;
-    }
-    if (stats.read_failed) {
-        std::fprintf(stderr, "mp3d: %s: read error\n", name);
-        return false;
-    }
-    if (stats.stalled) {
-        std::fprintf(stderr, "mp3d: %s: the decoder stopped consuming input after %llu bytes\n",
-                     name, static_cast<unsigned long long>(stats.bytes_in));
-        return false;
-    }
-    if (stats.frames == 0) {
-        std::fprintf(stderr, "mp3d: no MPEG audio found in %s\n", name);
-        return false;
-    }
-    if (stats.output_calls == 0) {
-        std::fprintf(stderr, "mp3d: %s: no MPEG audio frame could be decoded\n", name);
-        return false;
-    }
-    return true;
-}
 
 namespace {
 
@@ -89,47 +62,7 @@ bool same_file(std::FILE *input, const std::string &out) {
     return out_ok == 0 && in_st.st_dev == out_st.st_dev && in_st.st_ino == out_st.st_ino;
 }
 
-uint64_t file_size(std::FILE *file) {
-    struct stat st;
-    if (fstat(fileno(file), &st) != 0 || !S_ISREG(st.st_mode)) return 0;
-    return static_cast<uint64_t>(st.st_size);
-}
-
 }  // namespace
-
-bool open_stream(std::FILE *input, const std::string &in, const CliOptions &options,
-                 StreamFile &file, const volatile std::sig_atomic_t *stop) {
-    const int32_t status = file.open(input, options.block_size, options.gapless, stop);
-    if (status == MP3D_STREAM_OK) return true;
-    DecodeStats stats;
-    stats.read_failed = file.read_failed() || status == MP3D_STREAM_ERROR_IO;
-    stats.init_failed = status == MP3D_STREAM_ERROR_ARGUMENT;
-    check_decoded(in, stats);  // says why: no audio, read error
-    return false;
-}
-
-bool decode_stream(std::FILE *input, const std::string &in, bool progress, StreamFile &file,
-                   int64_t max_samples, const StreamSink &sink) {
-    ProgressBar bar(in == "-" ? "stdin" : fs::path(in).filename().string(),
-                    progress ? file_size(input) : 0);
-    std::vector<int32_t> pcm(MP3D_MAX_OUTPUT_WORDS);
-    MP3D_Stream_Block block{};
-    int64_t done = 0;
-    bool ok = true;
-    while ((max_samples < 0 || done < max_samples) &&
-           mp3d_stream_read(file.stream(), pcm.data(), &block) == MP3D_STREAM_OK) {
-        bar.update(file.bytes_read());
-        if (max_samples >= 0 && done + block.samples > max_samples)
-            block.samples = static_cast<int32_t>(max_samples - done);
-        done += block.samples;
-        if (!sink(pcm.data(), block)) {
-            ok = false;
-            break;
-        }
-    }
-    bar.finish();
-    return ok;
-}
 
 int cli_decode(const std::string &in, const std::string &out, const CliOptions &options,
                bool announce_output) {
@@ -263,37 +196,6 @@ void print_stream_errors(const DecodeStats &stats) {
                      static_cast<unsigned long long>(count));
     }
     if (errors == 0) std::fprintf(stderr, "mp3d: no stream errors\n");
-}
-
-int cli_checksum(const std::vector<std::string> &inputs, const CliOptions &options) {
-    int result = kExitOk;
-    std::printf("# mp3d checksum: FNV-1a 64 of the 24-bit output words, little-endian\n");
-    for (const std::string &in : inputs) {
-        std::FILE *input = open_input(in);
-        if (input == nullptr) {
-            result = kExitFailed;
-            continue;
-        }
-        DecodeOptions decode_options;
-        decode_options.block_size = options.block_size;
-        decode_options.pcm_no_shift = true;
-        uint64_t hash = fnv1a64_words(nullptr, 0);
-        bool read_failed = false;
-        DecodeStats stats =
-            run_decoder(file_reader(input, &read_failed), decode_options,
-                        [&hash](const int32_t *words, size_t count, const MP3D_Frame_Info &) {
-                            hash = fnv1a64_words(words, count, hash);
-                            return true;
-                        });
-        stats.read_failed = read_failed;
-        close_input(input);
-        if (!check_decoded(in, stats)) {
-            result = kExitFailed;
-            continue;
-        }
-        std::printf("%s %s\n", in.c_str(), hash_hex(hash).c_str());
-    }
-    return result;
 }
 
 }  // namespace mp3d_tools

@@ -1,7 +1,7 @@
 // Output helpers of mp3d decode: one output format for a whole stream, and
 // the progress bar.
-#ifndef MP3D_TOOLS_CLI_OUTPUT_H
-#define MP3D_TOOLS_CLI_OUTPUT_H
+#ifndef MP3D_CLI_OUTPUT_H
+#define MP3D_CLI_OUTPUT_H
 
 #include <chrono>
 #include <cstddef>
