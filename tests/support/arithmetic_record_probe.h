@@ -5,6 +5,8 @@
 #define MP3D_TESTS_SUPPORT_ARITHMETIC_RECORD_PROBE_H
 
 #include <cstdint>
+#include <random>
+#include <vector>
 
 #include "kernels/portable_ops.h"
 
@@ -37,6 +39,23 @@ inline void apply_record(typename R::Lane a, typename R::Lane acc, int32_t c,
     out[14] = R::mulw_low_add(acc, a, c);
     out[15] = R::pcm24(a);
     out[16] = mul_q31<R>(a, c);
+}
+
+// Extremes, the edges of the 16-bit halves and of the 24-bit range, and
+// random words.
+inline std::vector<int32_t> record_operands() {
+    std::vector<int32_t> v = {INT32_MIN,  INT32_MIN + 1,
+                              -65536,     -32769,
+                              -32768,     -2,
+                              -1,         0,
+                              1,          2,
+                              32767,      32768,
+                              65535,      0x40000000,
+                              0x7fff8000, 0x3ffffff8,
+                              -0x4000000, INT32_MAX};
+    std::mt19937 rng(3);
+    for (int i = 0; i < 22; ++i) v.push_back(static_cast<int32_t>(rng()));
+    return v;
 }
 
 // The AVX2 record on eight lanes (support/arithmetic_record_avx2.cpp,

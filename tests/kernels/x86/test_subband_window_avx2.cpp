@@ -1,6 +1,7 @@
 // What the AVX2 window relies on beyond the shared kernel-set comparison
-// (test_kernel_sets.cpp): the coefficients' 16-bit sums, and its exact and
-// fast forms of the 16-bit products on every kind of history word.
+// (tests/kernels/test_kernel_set.cpp): the coefficients' 16-bit sums, and
+// its exact and fast forms of the 16-bit products on every kind of history
+// word.
 #include <gtest/gtest.h>
 
 #include <cstdint>

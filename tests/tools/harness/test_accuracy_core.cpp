@@ -1,14 +1,12 @@
-// The harness behind the mp3d tool and the stream tests: the ISO/IEC 11172-4
-// verdict, comparison and alignment, and input feeding. The output hash, WAV
-// output and whole-stream decoding are proven by the pinned checksums, the
-// LAME round trip and the stream tests.
+// The accuracy measures behind the mp3d tool and the stream tests: the
+// ISO/IEC 11172-4 verdict, comparison and alignment, and the rounding to 16
+// bits. The output hash and WAV output are proven by the pinned checksums and
+// the LAME round trip.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "harness/accuracy_core.h"
-#include "harness/decode_run.h"
-#include "harness/stream_input.h"
 
 using namespace mp3d_tools;
 
@@ -97,37 +95,4 @@ TEST(AccuracyHarness, RoundingToSixteenBitsAsTheToolWrites) {
     const std::vector<int32_t> words = {0x7f, 0x80, -0x80, -0x81, 0x17f, 8388607, -8388608};
     const std::vector<int16_t> want = {0, 1, 0, -1, 1, 32767, -32768};
     EXPECT_EQ(round_to_16(words), want);
-}
-
-TEST(StreamInput, ShortReadsStillFillWholeBlocks) {
-    // A source that delivers 3 bytes at a time, like a pipe; bytes 0..99.
-    size_t position = 0;
-    const ByteReader trickle = [&](uint8_t *dest, size_t count) {
-        const size_t n = std::min({count, size_t{3}, 100 - position});
-        for (size_t i = 0; i < n; ++i) dest[i] = static_cast<uint8_t>(position++);
-        return n;
-    };
-    StreamInput input{};
-    stream_input_setup(input, trickle, 64);
-    const uint8_t *buffer = nullptr;
-    int32_t left = 0;
-    for (const int32_t want : {64, 36, 0, 0}) {
-        stream_input_callback(&buffer, &left, &input.config);
-        ASSERT_EQ(left, want);
-        EXPECT_TRUE(want == 0 || buffer[want - 1] == (want == 64 ? 63 : 99));
-    }
-    EXPECT_EQ(input.bytes_fed, 100u);
-}
-
-TEST(DecodeRun, InputWithoutFramesEndsWithoutOutput) {
-    // Bytes that never form a frame header: the run ends (at the end of the
-    // stream, or by its guard against a decoder that stops consuming).
-    for (const size_t block : {1u, 333u, 65536u}) {
-        DecodeOptions options;
-        options.block_size = block;
-        const DecodedStream d = decode_buffer(std::vector<uint8_t>(5000, 0x55), options);
-        EXPECT_FALSE(d.stats.init_failed);
-        EXPECT_EQ(d.stats.output_calls, 0u);
-        EXPECT_TRUE(d.stats.stalled || d.stats.codes.count(MP3D_END_OF_STREAM) == 1);
-    }
 }

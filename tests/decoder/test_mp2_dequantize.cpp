@@ -1,14 +1,10 @@
-// Layer II sample dequantisation at the bit level, and whole Layer II frames
-// on hostile input. Normal frames are proven by the whole-stream tests
-// (conformance streams, fixtures against libmpg123, pinned output).
+// Layer II sample dequantisation at the bit level: exact values of grouped
+// and plain codes, and the samples that must stay zero.
 #include <gtest/gtest.h>
-
-#include <random>
 
 #include "decoder/bit_reader.h"
 #include "decoder/mp2_alloc_table.h"
 #include "decoder/mp2_dequantize.h"
-#include "harness/decode_run.h"
 #include "support/bit_writer.h"
 #include "support/stream_harness.h"
 
@@ -104,52 +100,4 @@ TEST(Mp2Dequantize, ScaleIndex63AndSubbandsAboveTheLimitAreZero) {
     EXPECT_EQ(u.block[1][2], -53687092);
     EXPECT_EQ(u.block[1][34], -44739243);
     EXPECT_EQ(u.block[1][66], -35791395);
-}
-
-// Corrupted Layer II streams (random bytes overwritten, including headers,
-// allocations and scale factors) decode to the end with in-range output; the
-// sanitizer build checks that no access or arithmetic goes astray.
-TEST(Mp2DecodeFrame, CorruptStreamsDecodeSafely) {
-    std::mt19937 rng(7);
-    for (const char *name : {"joint_48k_192", "lsf_joint_24k_96_crc", "mono_32k_48"}) {
-        SCOPED_TRACE(name);
-        std::vector<uint8_t> stream;
-        std::string error;
-        ASSERT_TRUE(mp3d_tools::read_file(
-            std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/" + name + ".mp2", stream,
-            &error))
-            << error;
-        for (size_t i = 0; i < stream.size() / 50; ++i)
-            stream[std::uniform_int_distribution<size_t>(0, stream.size() - 1)(rng)] =
-                static_cast<uint8_t>(rng());
-        const mp3d_tools::DecodedStream got = mp3d_tools::decode_buffer(stream, {});
-        EXPECT_GT(got.stats.layer2_frames, 0u);
-        EXPECT_FALSE(got.stats.stalled);
-        for (int32_t v : got.words) ASSERT_TRUE(v >= -32768 && v <= 32767) << v;
-    }
-}
-
-// Granules are read without looking for the end of the input block when the
-// block holds all their bytes, and through the full reader otherwise: blocks
-// of every kind of size (smaller than a granule, about one, a frame, odd
-// sizes that end anywhere inside a granule) decode to the same words as one
-// 64 KiB block.
-TEST(Mp2DecodeFrame, BlockSizesDoNotChangeTheOutput) {
-    for (const char *name : {"joint_48k_192", "mono_32k_48"}) {
-        SCOPED_TRACE(name);
-        std::vector<uint8_t> stream;
-        std::string error;
-        ASSERT_TRUE(mp3d_tools::read_file(
-            std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/" + name + ".mp2", stream,
-            &error))
-            << error;
-        const auto whole = mp3d_tools::decode_buffer(stream, {});
-        ASSERT_GT(whole.stats.layer2_frames, 0u);
-        for (int block : {2, 3, 9, 25, 61, 130, 577}) {
-            mp3d_tools::DecodeOptions options;
-            options.block_size = static_cast<size_t>(block);
-            EXPECT_EQ(mp3d_tools::decode_buffer(stream, options).words, whole.words)
-                << "block " << block;
-        }
-    }
 }

@@ -11,7 +11,6 @@
 #include "decoder/bit_reader.h"
 #include "decoder/decoder_reset.h"
 #include "harness/decode_run.h"
-#include "kernels/memory.h"
 #include "support/bit_writer.h"
 #include "support/stream_harness.h"
 
@@ -114,21 +113,6 @@ TEST(FrameCycle, SixteenBitOutputIsTheShifted24BitOutput) {
         }
         EXPECT_EQ(mismatches, 0u) << name;
         EXPECT_GT(loud, wide.words.size() / 4) << name;  // not a silent decode
-    }
-}
-
-TEST(FrameCycle, MemoryCopyMovesTowardsLowerAddresses) {
-    // The reservoir moves its unread tail to the front of the same buffer;
-    // every offset and alignment gives the bytes the source held.
-    for (int from = 1; from < 12; ++from) {
-        for (int count : {0, 1, 3, 4, 5, 17, 64, 301}) {
-            std::vector<uint8_t> buffer(400), expected;
-            for (size_t i = 0; i < buffer.size(); ++i) buffer[i] = static_cast<uint8_t>(i * 7 + 1);
-            expected = buffer;
-            for (int i = 0; i < count; ++i) expected[2 + i] = buffer[2 + from + i];
-            mp3d::Mp3_memcopy(buffer.data() + 2, buffer.data() + 2 + from, count);
-            ASSERT_EQ(buffer, expected) << from << " " << count;
-        }
     }
 }
 
