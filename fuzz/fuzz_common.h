@@ -1,6 +1,9 @@
 // Shared by the fuzz targets: decodes a byte string through the public API
 // with every buffer the decoder may touch allocated at its exact size, and
-// aborts on anything the decoder promises never to do.
+// aborts on anything the decoder promises never to do. Its own decode loop
+// rather than the harness's (tools/harness/decode_run.h): exact-size buffers
+// for the sanitizers, checks on every call's code and words, and no
+// dependence on the harness library in the fuzz binaries.
 #ifndef MP3D_FUZZ_COMMON_H
 #define MP3D_FUZZ_COMMON_H
 

@@ -12,6 +12,7 @@
 #include "decoder/decoder_reset.h"
 #include "harness/decode_run.h"
 #include "support/bit_writer.h"
+#include "support/fixtures.h"
 #include "support/stream_harness.h"
 
 using mp3d_test::BitWriter;
@@ -97,7 +98,7 @@ TEST(FrameCycle, SixteenBitOutputIsTheShifted24BitOutput) {
     for (const char *name : streams) {
         std::vector<uint8_t> data;
         std::string error;
-        const std::string path = std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/" + name;
+        const std::string path = mp3d_test::fixture_path(name);
         ASSERT_TRUE(mp3d_tools::read_file(path, data, &error)) << error;
         mp3d_tools::DecodeOptions options;
         options.pcm_no_shift = true;

@@ -8,6 +8,15 @@
 #include <vector>
 
 #include "harness/decode_run.h"
+#include "support/fixtures.h"
+
+namespace {
+
+std::vector<uint8_t> layer2_fixture(const std::string &name) {
+    return mp3d_test::read_bytes(mp3d_test::fixture_path("layer2/" + name + ".mp2"));
+}
+
+}  // namespace
 
 // Corrupted Layer II streams (random bytes overwritten, including headers,
 // allocations and scale factors) decode to the end with in-range output; the
@@ -16,12 +25,8 @@ TEST(Mp2DecodeFrame, CorruptStreamsDecodeSafely) {
     std::mt19937 rng(7);
     for (const char *name : {"joint_48k_192", "lsf_joint_24k_96_crc", "mono_32k_48"}) {
         SCOPED_TRACE(name);
-        std::vector<uint8_t> stream;
-        std::string error;
-        ASSERT_TRUE(mp3d_tools::read_file(
-            std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/" + name + ".mp2", stream,
-            &error))
-            << error;
+        std::vector<uint8_t> stream = layer2_fixture(name);
+        ASSERT_FALSE(stream.empty());
         for (size_t i = 0; i < stream.size() / 50; ++i)
             stream[std::uniform_int_distribution<size_t>(0, stream.size() - 1)(rng)] =
                 static_cast<uint8_t>(rng());
@@ -40,12 +45,8 @@ TEST(Mp2DecodeFrame, CorruptStreamsDecodeSafely) {
 TEST(Mp2DecodeFrame, BlockSizesDoNotChangeTheOutput) {
     for (const char *name : {"joint_48k_192", "mono_32k_48"}) {
         SCOPED_TRACE(name);
-        std::vector<uint8_t> stream;
-        std::string error;
-        ASSERT_TRUE(mp3d_tools::read_file(
-            std::string(MP3D_SOURCE_DIR) + "/tests/fixtures/layer2/" + name + ".mp2", stream,
-            &error))
-            << error;
+        std::vector<uint8_t> stream = layer2_fixture(name);
+        ASSERT_FALSE(stream.empty());
         const auto whole = mp3d_tools::decode_buffer(stream, {});
         ASSERT_GT(whole.stats.layer2_frames, 0u);
         for (int block : {2, 3, 9, 25, 61, 130, 577}) {

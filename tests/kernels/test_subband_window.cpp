@@ -12,13 +12,14 @@
 
 #include "kernels/subband_fdct32.h"
 #include "kernels/subband_window.h"
+#include "support/fixtures.h"
 #include "tables/synthesis_tables.h"
 
 using namespace mp3d;
 
 // D[i] * 2^16 from the standard's window table; empty if not available.
 static std::vector<int32_t> load_window() {
-    std::ifstream in(MP3D_SHARED_DIR "/reference-data/synthesis_window.txt");
+    std::ifstream in(mp3d_test::shared_path("reference-data/synthesis_window.txt"));
     std::vector<int32_t> d;
     for (std::string line; std::getline(in, line);) {
         std::istringstream fields(line);
@@ -36,7 +37,7 @@ static std::vector<int32_t> load_window() {
 // clearly out of range. The DCT's rounding dominates the error.
 TEST(SynthesisWindow, MatchesStandardSynthesis) {
     const std::vector<int32_t> d = load_window();
-    if (d.empty()) GTEST_SKIP() << "reference data not found under " MP3D_SHARED_DIR;
+    if (d.empty()) GTEST_SKIP() << "reference data not found under " << mp3d_test::shared_path("");
     std::mt19937 rng(2024);
     double sum_sq = 0.0, compared = 0, clamped = 0;
     for (int32_t amplitude : {1 << 16, 1 << 22, 1 << 24, 1 << 25}) {

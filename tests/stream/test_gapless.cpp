@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "harness/mpg123_reference.h"
+#include "support/fixtures.h"
 #include "support/stream_input.h"
 
 using mp3d_test::OpenStream;
@@ -205,7 +206,7 @@ TEST(StreamFiles, CommittedFixturesSeekExactly) {
           "tests/fixtures/layer3/m2_22k_mono_crc_cbr48.mp3",
           "tests/fixtures/layer2/stereo_44k_64_pad.mp2",
           "tests/fixtures/layer2/lsf_joint_24k_96_crc.mp2", "samples/sample.mp3"})
-        expect_exact_seeks(mp3d_test::read_bytes(std::string(MP3D_SOURCE_DIR) + "/" + name), name);
+        expect_exact_seeks(mp3d_test::read_source(name), name);
 }
 
 TEST(StreamFiles, LayerTwoSeeksExactly) {

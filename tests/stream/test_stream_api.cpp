@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/fenced_decode.h"
+#include "support/fixtures.h"
 #include "support/stream_input.h"
 
 using mp3d_test::OpenStream;
@@ -17,7 +18,7 @@ using Bytes = std::vector<uint8_t>;
 namespace {
 
 Bytes fixture(const std::string &name) {
-    return mp3d_test::read_bytes(std::string(MP3D_SOURCE_DIR) + "/" + name);
+    return mp3d_test::read_source(name);
 }
 void append(Bytes &to, const Bytes &from) {
     const size_t old = to.size();

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/fenced_decode.h"
+#include "support/fixtures.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ struct Stream {
 };
 
 Stream load(const std::string &path) {
-    Stream s{read_fixture(path), {}, {}, 1};
+    Stream s{mp3d_test::read_source(path), {}, {}, 1};
     s.frames = frame_offsets(s.bytes);
     const FencedRun run = decode_fenced(s.bytes, 4096, false);
     s.pcm = run.ok_pcm();

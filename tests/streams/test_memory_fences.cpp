@@ -5,30 +5,19 @@
 // fences. The output must equal an unfenced decode.
 #include <gtest/gtest.h>
 
-#include "decoder/decoder_state.h"
-
-#include <dirent.h>
-
 #include <string>
 #include <vector>
 
+#include "decoder/decoder_state.h"
 #include "harness/decode_run.h"
 #include "support/fenced_decode.h"
+#include "support/fixtures.h"
 
 namespace {
 
 std::vector<std::string> fixtures() {
-    std::vector<std::string> out{"samples/sample.mp3"};
-    for (const char *dir : {"tests/fixtures/layer2", "tests/fixtures/layer3"}) {
-        DIR *d = opendir((std::string(MP3D_SOURCE_DIR) + "/" + dir).c_str());
-        if (d == nullptr) continue;
-        while (const dirent *e = readdir(d)) {
-            const std::string name = e->d_name;
-            if (name.size() > 4 && (name.ends_with(".mp2") || name.ends_with(".mp3")))
-                out.push_back(std::string(dir) + "/" + name);
-        }
-        closedir(d);
-    }
+    std::vector<std::string> out = mp3d_test::fixture_streams();
+    out.push_back(mp3d_test::source_path("samples/sample.mp3"));
     return out;
 }
 
@@ -36,7 +25,7 @@ TEST(MemoryFences, EveryFixtureDecodesInsideItsBuffers) {
     const std::vector<std::string> names = fixtures();
     ASSERT_GT(names.size(), 20u);
     for (const std::string &name : names) {
-        const std::vector<uint8_t> stream = mp3d_test::read_fixture(name);
+        const std::vector<uint8_t> stream = mp3d_test::read_bytes(name);
         ASSERT_FALSE(stream.empty()) << name;
         mp3d_tools::DecodeOptions options;
         options.pcm_no_shift = true;

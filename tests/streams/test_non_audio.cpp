@@ -10,6 +10,7 @@
 
 #include "harness/decode_run.h"
 #include "support/fenced_decode.h"
+#include "support/fixtures.h"
 
 namespace {
 
@@ -127,7 +128,7 @@ TEST(NonAudio, TagsAroundAStreamLeaveItsOutputAlone) {
                              "tests/fixtures/layer2/stereo_44k_64_pad.mp2",
                              "tests/fixtures/layer3/m2_22k_joint_cbr64.mp3"}) {
         SCOPED_TRACE(path);
-        const Bytes stream = mp3d_test::read_fixture(path);
+        const Bytes stream = mp3d_test::read_source(path);
         ASSERT_FALSE(stream.empty());
         DecodeOptions options;
         options.pcm_no_shift = true;

@@ -15,13 +15,14 @@
 #include "harness/accuracy_core.h"
 #include "harness/decode_run.h"
 #include "harness/mpg123_reference.h"
+#include "support/fixtures.h"
 
 namespace fs = std::filesystem;
 using namespace mp3d_tools;
 
 namespace {
 
-const std::string kConformanceDir = MP3D_SHARED_DIR "/conformance";
+const std::string kConformanceDir = mp3d_test::shared_path("conformance");
 
 // The streams in `dir` with the extension, sorted.
 std::vector<std::string> streams_in(const std::string &dir, const std::string &extension) {
@@ -46,16 +47,13 @@ std::vector<std::string> conformance_streams() {
 }
 
 std::vector<std::string> fixtures() {
-    std::vector<std::string> paths = streams_in(MP3D_SOURCE_DIR "/tests/fixtures/layer2", ".mp2");
-    for (const auto &p : streams_in(MP3D_SOURCE_DIR "/tests/fixtures/layer3", ".mp3"))
-        paths.push_back(p);
-    return paths;
+    return mp3d_test::fixture_streams();
 }
 
 // The free-format Layer II fixtures (free_*.mp2).
 std::vector<std::string> free_layer2_fixtures() {
     std::vector<std::string> paths;
-    for (const auto &p : streams_in(MP3D_SOURCE_DIR "/tests/fixtures/layer2", ".mp2"))
+    for (const auto &p : mp3d_test::fixture_streams())
         if (fs::path(p).stem().string().rfind("free_", 0) == 0) paths.push_back(p);
     return paths;
 }
@@ -272,7 +270,7 @@ namespace {
 
 std::vector<std::string> all_streams() {
     std::vector<std::string> paths = fixtures();
-    paths.push_back(MP3D_SOURCE_DIR "/samples/sample.mp3");
+    paths.push_back(mp3d_test::source_path("samples/sample.mp3"));
     for (const auto &p : streams_in(kConformanceDir, ".bit")) paths.push_back(p);
     return paths;
 }

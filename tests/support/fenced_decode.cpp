@@ -4,8 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "support/bit_writer.h"
@@ -95,11 +93,6 @@ std::vector<size_t> frame_offsets(const std::vector<uint8_t> &s) {
     for (size_t at = 0, len; at + 4 <= s.size(); at += len ? len : 1)  // 1: tag or padding
         if ((len = frame_length_at(s, at)) != 0) offsets.push_back(at);
     return offsets;
-}
-
-std::vector<uint8_t> read_fixture(const std::string &relative_path) {
-    std::ifstream in(std::string(MP3D_SOURCE_DIR) + "/" + relative_path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
 }
 
 }  // namespace mp3d_test

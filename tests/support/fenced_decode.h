@@ -1,6 +1,9 @@
 // Test helper: decodes a stream with chunk 0, chunk 1, every input block and
 // the output area each placed right against an inaccessible page, so that
-// any access outside them faults. Records every call.
+// any access outside them faults. Records every call. It has its own decode
+// loop rather than the harness's (tools/harness/decode_run.h): the harness
+// allocates ordinary aligned buffers and copies the output, where this one
+// must own every buffer's placement and see each call's words in place.
 #ifndef MP3D_TEST_FENCED_DECODE_H
 #define MP3D_TEST_FENCED_DECODE_H
 
@@ -57,9 +60,6 @@ FencedRun decode_fenced(const std::vector<uint8_t> &stream, size_t block_size, b
 size_t frame_length_at(const std::vector<uint8_t> &stream, size_t at);
 // Start offsets of the frames of a valid stream, by walking its headers.
 std::vector<size_t> frame_offsets(const std::vector<uint8_t> &stream);
-
-// A committed fixture (path relative to the repository), or empty.
-std::vector<uint8_t> read_fixture(const std::string &relative_path);
 
 }  // namespace mp3d_test
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "support/fixtures.h"
+
 namespace mp3d_test {
 
 struct PinnedStream {
@@ -20,7 +22,7 @@ struct PinnedStream {
 
 // False when the list is unreadable or a line is malformed (error says which).
 inline bool pinned_streams(std::vector<PinnedStream> &out, std::string &error) {
-    const std::string list = MP3D_SOURCE_DIR "/tests/fixtures/checksums.txt";
+    const std::string list = fixture_path("checksums.txt");
     std::ifstream in(list);
     if (!in) return error = "cannot read " + list, false;
     std::string line;
@@ -30,8 +32,7 @@ inline bool pinned_streams(std::vector<PinnedStream> &out, std::string &error) {
         if (!(fields >> path)) continue;  // blank or comment
         if (!(fields >> hash) || (fields >> extra) || hash.size() != 16)
             return error = "malformed line: " + line, false;
-        path = path.rfind("../shared/", 0) == 0 ? MP3D_SHARED_DIR + path.substr(9)
-                                                : MP3D_SOURCE_DIR "/" + path;
+        path = source_path(path);
         if (std::filesystem::exists(path)) out.push_back({path, hash});
     }
     return true;

@@ -1,5 +1,7 @@
 // Test helper: a decoder fed from a byte vector through the input callback,
 // in blocks of a chosen size, with both memory chunks owned by the harness.
+// Unlike the whole-stream decode of tools/harness/decode_run.h it is stepped
+// one call at a time and exposes the decoder's state to the unit tests.
 #ifndef MP3D_TEST_STREAM_HARNESS_H
 #define MP3D_TEST_STREAM_HARNESS_H
 

@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace mp3d_test {
 
@@ -80,11 +78,6 @@ std::string make_in_temp_dir(const std::string &name, const std::string &command
     const std::string script = "rm -rf '" + dir + "' && mkdir -p '" + dir + "' && cd '" + dir +
                                "' && (" + command + ") > /dev/null 2>&1";
     return std::system(script.c_str()) == 0 ? dir : "";
-}
-
-std::vector<uint8_t> read_bytes(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
 }
 
 }  // namespace mp3d_test

@@ -44,7 +44,6 @@ std::vector<int32_t> decode_all(const std::vector<uint8_t> &data, MP3D_Stream_Co
 // Runs a shell command in a fresh temporary directory, which it returns
 // ("" when the command failed).
 std::string make_in_temp_dir(const std::string &name, const std::string &command);
-std::vector<uint8_t> read_bytes(const std::string &path);
 
 }  // namespace mp3d_test
 
