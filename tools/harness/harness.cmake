@@ -11,9 +11,11 @@ if(NOT TARGET mp3d_harness)
   target_include_directories(mp3d_harness PUBLIC ${PROJECT_SOURCE_DIR}/tools)
   target_link_libraries(mp3d_harness PUBLIC mp3d_static)
   target_compile_options(mp3d_harness PRIVATE ${MP3D_WARNINGS})
-  # libmpg123 is an optional black-box reference for accuracy measurements.
+  # libmpg123 is an optional black-box reference for accuracy measurements,
+  # taken on the build machine: a cross build (run under an emulator) leaves
+  # it out even where the target's package is installed.
   find_package(PkgConfig QUIET)
-  if(PkgConfig_FOUND)
+  if(PkgConfig_FOUND AND NOT CMAKE_CROSSCOMPILING)
     pkg_check_modules(MP3D_MPG123 QUIET IMPORTED_TARGET GLOBAL libmpg123)
   endif()
   if(MP3D_MPG123_FOUND)
