@@ -31,5 +31,8 @@ set(ENV{PKG_CONFIG_PATH} "")
 
 find_program(MP3D_QEMU_ARM qemu-arm)
 if(MP3D_QEMU_ARM)
-  set(CMAKE_CROSSCOMPILING_EMULATOR "${MP3D_QEMU_ARM};-L;${MP3D_CROSS_ROOT}")
+  # The cross root's libraries first, also where armel multiarch packages
+  # are installed beside it.
+  set(CMAKE_CROSSCOMPILING_EMULATOR
+    "${MP3D_QEMU_ARM};-L;${MP3D_CROSS_ROOT};-E;LD_LIBRARY_PATH=${MP3D_CROSS_ROOT}/lib")
 endif()

@@ -14,7 +14,10 @@ root="$(cd "${1:-$(dirname "${BASH_SOURCE[0]}")/../../..}" && pwd)"
 build="${2:-$root/build-ci}-armv6"
 shared="${MP3D_SHARED_DIR:-$root/../shared}"
 triple=arm-linux-gnueabi
-qemu=(qemu-arm -L "/usr/$triple")
+# The cross toolchain's own libraries come first: where Debian's armel
+# multiarch packages are installed too (bench/arm/measure.sh installs some),
+# the loader would otherwise mix their C library with the cross one.
+qemu=(qemu-arm -L "/usr/$triple" -E LD_LIBRARY_PATH="/usr/$triple/lib")
 source "$root/tools/ci/check.sh"
 finish() {
     echo "armv6: $passed passed, $failed failed"
