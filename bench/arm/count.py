@@ -259,6 +259,8 @@ class Symbols:
 
 
 def short(name):
+    if name.startswith("("):
+        return name
     name = re.sub(r"\(anonymous namespace\)::", "", name)
     name = re.sub(r"\(.*$", "", name)
     name = re.sub(r"^mp3d::", "", name)
