@@ -5,7 +5,8 @@
 #   bench/report.sh [BUILD_DIR]        (default: build-bench)
 # Environment: ROUNDS (default 7), SHARED (default ../shared or /work/shared),
 # ARMV6_TOOLCHAIN (default cmake/toolchain-armv6.cmake): when it exists with
-# its cross compiler and qemu-arm, the ARMv6 memory figures are added.
+# its cross compiler and qemu-arm, the ARMv6 memory figures are added. The
+# ARMv6 cycle section (bench/arm/measure.sh) is kept from the existing file.
 set -euo pipefail
 src=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$src/build-bench}
@@ -98,6 +99,11 @@ fi
 rodata() { size -A "$@" 2>/dev/null | awk '$1 ~ /^\.rodata|^\.data\.rel\.ro/ {s += $2} END {print s + 0}'; }
 const_mp3d=$(rodata "$build/libmp3d.a")
 peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 1}'; }
+
+# The ARMv6 section is written by bench/arm/measure.sh (by emulation, much
+# slower): kept as it stands.
+arm_section=""
+[ -f "$out" ] && arm_section=$(sed -n '/^<!-- arm-measure begin/,/^<!-- arm-measure end -->/p' "$out")
 
 {
   echo "# Performance"
@@ -196,4 +202,5 @@ peer_lib() { ldconfig -p | awk -v n="$1" '$1 == n && !found {print $NF; found = 
   done
   echo
 } >"$out"
+[ -n "$arm_section" ] && printf '%s\n' "$arm_section" >>"$out"
 echo "report.sh: wrote $out" >&2
