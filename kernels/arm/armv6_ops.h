@@ -28,6 +28,7 @@
 #include <cstdint>
 
 #include "kernels/fixed_point.h"
+#include "kernels/portable_ops.h"
 
 #if defined(MP3D_HAVE_ARMV6_KERNELS)
 
@@ -86,16 +87,10 @@ inline int32_t ssat24_asr3(int32_t a) {
 namespace mp3d {
 
 // The arithmetic record of the ARMv6 kernels: every product on one
-// instruction, the pair-word products on the halves as stored (no unpacking).
-struct Armv6_Ops {
-    using Lane = int32_t;
-
-    static Lane add(Lane a, Lane b) { return wrap_add(a, b); }
-    static Lane sub(Lane a, Lane b) { return wrap_sub(a, b); }
-    static Lane neg(Lane a) { return wrap_neg(a); }
-    static Lane shl(Lane a, int n) { return wrap_shl(a, n); }
-    static Lane asr(Lane a, int n) { return a >> n; }
-
+// instruction, the pair-word products on the halves as stored (no unpacking),
+// the clamp on SSAT. Sums, differences and shifts are the portable record's:
+// they are single instructions already.
+struct Armv6_Ops : Portable_Ops {
     static Lane mulhi_round(Lane a, int32_t c) { return armv6::smmulr(a, c); }
     static Lane mulhi_round_add(Lane acc, Lane a, int32_t c) { return armv6::smmlar(acc, a, c); }
     static Lane mulhi_round_sub(Lane acc, Lane a, int32_t c) { return armv6::smmlsr(acc, a, c); }
