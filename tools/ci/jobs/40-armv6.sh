@@ -60,9 +60,11 @@ lib="$build/libmp3d.so"
 # no divide instruction). Any floating-point helper (__aeabi_fmul, ...) or
 # system call would show up here.
 library_imports() {
-    "$triple-readelf" -A "$lib" | grep -q "Tag_CPU_arch: v6$" || {
+    local attributes
+    attributes="$("$triple-readelf" -A "$lib")"
+    grep -q "Tag_CPU_arch: v6$" <<< "$attributes" || {
         echo "not ARMv6 code:"
-        "$triple-readelf" -A "$lib"
+        echo "$attributes"
         return 1
     }
     local defined imports

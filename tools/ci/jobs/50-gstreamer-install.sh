@@ -53,11 +53,16 @@ deb_plugin() {
     rm -rf "$scratch" && dpkg -x "$deb" "$scratch" || return 1
     plugins="$(pkg-config --variable=pluginsdir gstreamer-1.0)" || return 1
     [ -f "$scratch$plugins/libgstmp3d.so" ] || { echo "plugin not in $plugins"; return 1; }
-    env -u GST_PLUGIN_PATH GST_PLUGIN_SYSTEM_PATH_1_0="$scratch$plugins" \
-        GST_REGISTRY_1_0="$build/deb-registry.bin" gst-inspect-1.0 mp3ddec | grep -q 'Codec/Decoder/Audio' ||
-        { echo "gst-inspect-1.0 does not find mp3ddec in the unpacked package"; return 1; }
-    dpkg-deb -f "$deb" Depends | grep -q 'libgstreamer1.0-0' ||
-        { echo "Depends lacks GStreamer: $(dpkg-deb -f "$deb" Depends)"; return 1; }
+    # Outputs are captured before they are searched: `grep -q` stops reading at
+    # the first match, and under pipefail the writer's SIGPIPE would fail the
+    # check at random.
+    local inspect depends
+    inspect="$(env -u GST_PLUGIN_PATH GST_PLUGIN_SYSTEM_PATH_1_0="$scratch$plugins" \
+        GST_REGISTRY_1_0="$build/deb-registry.bin" gst-inspect-1.0 mp3ddec 2>&1)"
+    grep -q 'Codec/Decoder/Audio' <<< "$inspect" ||
+        { echo "gst-inspect-1.0 does not find mp3ddec in the unpacked package:"; echo "$inspect" | head -20; return 1; }
+    depends="$(dpkg-deb -f "$deb" Depends)"
+    grep -q 'libgstreamer1.0-0' <<< "$depends" || { echo "Depends lacks GStreamer: $depends"; return 1; }
 }
 step "cpack DEB installs the plugin in GStreamer's plugin directory, with its Depends" deb_plugin
 echo "gstreamer-install: $passed passed, $failed failed"
