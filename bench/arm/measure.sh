@@ -9,10 +9,12 @@
 # section of docs/performance.md (between its "arm-measure" markers; the rest
 # of the file, which bench/report.sh writes, is left as it is).
 #
-#   bash bench/arm/measure.sh [--quick] [--no-install] [BUILD_DIR]
+#   bash bench/arm/measure.sh [--quick] [--mp3d-only] [--no-install] [BUILD_DIR]
 #
 # --quick: one 3-second stream (128 kbit/s), mp3d and libmad only, and the
 #          document is not written (a smoke check).
+# --mp3d-only: every stream, mp3d only, the section printed and the
+#          document not written (for working on the kernels).
 # --no-install: use what is installed; peers whose armel packages are
 #          missing are left out.
 # BUILD_DIR defaults to build-arm-measure. Installs (as root, through apt)
@@ -23,13 +25,15 @@ set -euo pipefail
 src=$(cd "$(dirname "$0")/../.." && pwd)
 here=$src/bench/arm
 quick=0
+mp3d_only=0
 install=1
 build=""
 for arg in "$@"; do
   case "$arg" in
     --quick) quick=1 ;;
+    --mp3d-only) mp3d_only=1 ;;
     --no-install) install=0 ;;
-    -*) echo "usage: measure.sh [--quick] [--no-install] [BUILD_DIR]" >&2; exit 2 ;;
+    -*) echo "usage: measure.sh [--quick] [--mp3d-only] [--no-install] [BUILD_DIR]" >&2; exit 2 ;;
     *) build=$arg ;;
   esac
 done
@@ -83,12 +87,12 @@ cmake --build "$build/lib" -j2 --target mp3d_static mp3d >/dev/null
 decoders=(mp3d)
 flags=()
 libs=()
-if [ -f "$multiarch/libmad.a" ] && [ -f /usr/include/mad.h ]; then
+if [ "$mp3d_only" = 0 ] && [ -f "$multiarch/libmad.a" ] && [ -f /usr/include/mad.h ]; then
   decoders+=(libmad)
   flags+=(-DMEASURE_HAVE_MAD)
   libs+=("$multiarch/libmad.a")
 fi
-if [ "$quick" = 0 ] && [ -f "$multiarch/libmpg123.so" ]; then
+if [ "$quick" = 0 ] && [ "$mp3d_only" = 0 ] && [ -f "$multiarch/libmpg123.so" ]; then
   decoders+=(libmpg123)
   flags+=(-DMEASURE_HAVE_MPG123 -I/usr/include/$triple)
   libs+=(-L"$multiarch" -Wl,-rpath-link,"$multiarch:/lib/$triple" -lmpg123)
@@ -256,9 +260,9 @@ size_line=$($triple-size "$build/lib/libmp3d.so" | awk 'NR == 2 {
   echo "<!-- arm-measure end -->"
 } >"$section"
 
-if [ "$quick" = 1 ]; then
+if [ "$quick" = 1 ] || [ "$mp3d_only" = 1 ]; then
   cat "$section"
-  log "quick run: docs/performance.md left unchanged"
+  log "partial run: docs/performance.md left unchanged"
   exit 0
 fi
 
