@@ -20,22 +20,16 @@ struct Subband_Job {
     uint32_t *prev_types;  // this channel's 32 block types
 };
 
-// Transforms one subband with block type bt; alias_flag applies the
-// butterflies between it and the next subband first.
+// Transforms one long-block subband with block type bt (runs of short
+// subbands go through the kernel set); alias_flag applies the butterflies
+// between it and the next subband first.
 void transform(int32_t *in, int32_t *out, int sb, uint32_t bt, int alias_flag,
                const Subband_Job &job) {
     int32_t *ovl = job.overlap + kOverlapWords * sb;
-    if (bt == 2) {
-        int32_t short_window_values[18];
-        for (int w = 0; w < 3; ++w)
-            imdct_lee_12(in + 18 * sb + w, short_window_values + 6 * w, job.cos_short);
-        window_convert(short_window_values, out + 18 * sb, ovl, bt, job.prev_types[sb], job.window);
-    } else {
-        // The butterflies rewrite the input in place; the kernel writes the
-        // output only after reading every input of the subband.
-        imdct_lee_36(in + 18 * sb, out + 18 * sb, job.cos_long, idctlee_III_coeff, alias_flag, ovl,
-                     bt, job.prev_types[sb], job.cs_ca, job.window);
-    }
+    // The butterflies rewrite the input in place; the kernel writes the
+    // output only after reading every input of the subband.
+    imdct_lee_36(in + 18 * sb, out + 18 * sb, job.cos_long, idctlee_III_coeff, alias_flag, ovl, bt,
+                 job.prev_types[sb], job.cs_ca, job.window);
     job.prev_types[sb] = bt;
 }
 
@@ -115,18 +109,30 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     int sb = 0;
     // A long block that reaches the top subband runs all 32 in one go: the
     // top one has no butterflies (alias_count 31) and nothing lies between.
+    // So does a short block: its subbands have no butterflies at all.
     const bool long_top = block_type != 2 && !mixed && count >= kSubbands;
-    if (block_type != 2) {
-        // Long blocks (or the long part of a mixed block below): the common
-        // case, one run through the decoder's kernel set.
-        auto *hybrid_long = state->kernels->hybrid_long;
+    const bool short_top = block_type == 2 && count >= kSubbands;
+    if (block_type != 2 || mixed) {
+        // Long blocks, or the long part of a mixed block (block type 0): the
+        // common case, one run through the decoder's kernel set.
         const int long_end =
             long_top ? kSubbands : (mixed ? (n < long_subbands ? n : long_subbands) : n);
         const int alias_count = long_end < alias_limit ? long_end : alias_limit;
-        hybrid_long(input, output, long_end, alias_count, mixed ? 0u : block_type, job.overlap,
-                    job.prev_types, job.cos_long, job.cs_ca, job.window);
+        state->kernels->hybrid_long(input, output, long_end, alias_count, mixed ? 0u : block_type,
+                                    job.overlap, job.prev_types, job.cos_long, job.cs_ca,
+                                    job.window);
         sb = long_end;
     }
+    if (block_type == 2) {
+        // The short subbands above it, in one run.
+        const int short_end = short_top ? kSubbands : n;
+        if (sb < short_end)
+            state->kernels->hybrid_short(input + 18 * sb, output + 18 * sb, short_end - sb,
+                                         job.overlap + kOverlapWords * sb, job.prev_types + sb,
+                                         job.cos_short, job.window);
+        sb = short_end;
+    }
+    // Long subbands of type 1 or 3 above the long part of a mixed block.
     for (; sb < n; ++sb) transform(input, output, sb, bt(sb), sb < alias_limit, job);
 
     for (int sb = n; sb < kSubbands - 1; ++sb) {
@@ -139,7 +145,7 @@ void III_hybrid(int32_t *input, int32_t *output, int channel, const MP3D_Granule
     // The top subband has no upper neighbour for the butterflies (a long
     // block reaching it was transformed in the run above).
     const int top = kSubbands - 1;
-    if (long_top) return;
+    if (long_top || short_top) return;
     if (count >= kSubbands)
         transform(input, output, top, bt(top), 0, job);
     else if (prev_count >= kSubbands)

@@ -59,6 +59,13 @@ void MP3D_hybrid_long(int32_t *x, int32_t *out, int count, int alias_count, uint
                       int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
                       const int32_t *cs_ca, const int32_t (*window)[36]);
 
+// A run of count short-block subbands of one channel: x and out at the run's
+// first subband (out is x or does not overlap it), ovl and prev_types at its
+// overlap words and recorded block types. Each subband gets the three
+// imdct_lee_12 of its windows and window_convert; prev_types[sb] becomes 2.
+void MP3D_hybrid_short(const int32_t *x, int32_t *out, int count, int32_t *ovl,
+                       uint32_t *prev_types, const int32_t *cos_short, const int32_t (*window)[36]);
+
 }  // namespace mp3d
 
 #endif  // MP3D_KERNELS_IMDCT_WINOLA_H

@@ -11,7 +11,7 @@
 namespace mp3d {
 
 const MP3D_Kernel_Set kPortableKernels = {"portable", MP3D_subband_dct9, MP3D_polyphase_window,
-                                          MP3D_hybrid_long};
+                                          MP3D_hybrid_long, MP3D_hybrid_short};
 
 #if !defined(MP3D_HAVE_X86_KERNELS)
 const MP3D_Kernel_Set *MP3D_avx2_kernels() {

@@ -27,6 +27,11 @@ struct MP3D_Kernel_Set {
     void (*hybrid_long)(int32_t *x, int32_t *out, int count, int alias_count, uint32_t block_type,
                         int32_t *ovl, uint32_t *prev_types, const int32_t *cos_long,
                         const int32_t *cs_ca, const int32_t (*window)[36]);
+    // A run of short-block subbands of one channel (as MP3D_hybrid_short,
+    // kernels/imdct_winola.h): three 12-point IMDCTs, window, overlap.
+    void (*hybrid_short)(const int32_t *x, int32_t *out, int count, int32_t *ovl,
+                         uint32_t *prev_types, const int32_t *cos_short,
+                         const int32_t (*window)[36]);
 };
 
 // The portable reference kernels, available everywhere.

@@ -1,16 +1,15 @@
 // The ARMv6 kernel set. The build enables it only for targets with the ARMv6
 // media instructions and the DSP extension (MP3D_HAVE_ARMV6_KERNELS), which
-// every processor of such a target has: no run-time check. The long-block
-// hybrid transform has no ARMv6 variant; the set uses the portable one.
+// every processor of such a target has: no run-time check.
 #include "kernels/arm/kernels_armv6.h"
-#include "kernels/imdct_winola.h"
 #include "kernels/kernel_set.h"
 
 namespace mp3d {
 namespace {
 
 const MP3D_Kernel_Set kArmv6Kernels = {"armv6", MP3D_subband_dct9_armv6,
-                                       MP3D_polyphase_window_armv6, MP3D_hybrid_long};
+                                       MP3D_polyphase_window_armv6, MP3D_hybrid_long_armv6,
+                                       MP3D_hybrid_short_armv6};
 
 }  // namespace
 

@@ -24,6 +24,15 @@ void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_ot
 void MP3D_subband_dct9_armv6(const int32_t *samples, int half, int32_t *synthesis);
 int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window);
 
+// As MP3D_hybrid_long and MP3D_hybrid_short (kernels/imdct_winola.h).
+void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
+                            uint32_t block_type, int32_t *ovl, uint32_t *prev_types,
+                            const int32_t *cos_long, const int32_t *cs_ca,
+                            const int32_t (*window)[36]);
+void MP3D_hybrid_short_armv6(const int32_t *x, int32_t *out, int count, int32_t *ovl,
+                             uint32_t *prev_types, const int32_t *cos_short,
+                             const int32_t (*window)[36]);
+
 }  // namespace mp3d
 
 #endif  // MP3D_KERNELS_ARM_KERNELS_ARMV6_H

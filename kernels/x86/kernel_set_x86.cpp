@@ -4,6 +4,7 @@
 // the check has passed.
 #include <cpuid.h>
 
+#include "kernels/imdct_winola.h"
 #include "kernels/kernel_set.h"
 #include "kernels/x86/kernels_avx2.h"
 
@@ -11,7 +12,7 @@ namespace mp3d {
 namespace {
 
 const MP3D_Kernel_Set kAvx2Kernels = {"avx2", MP3D_subband_dct9_avx2, MP3D_polyphase_window_avx2,
-                                      MP3D_hybrid_long_avx2};
+                                      MP3D_hybrid_long_avx2, MP3D_hybrid_short};
 
 // AVX2 needs the instruction set (cpuid leaf 7, EBX bit 5) and an operating
 // system that saves the YMM registers (OSXSAVE, then XCR0 bits 1 and 2).

@@ -131,13 +131,104 @@ TEST_F(KernelSets, HybridLongRunsMatchPortable) {
                 }
 }
 
+// Granules in sequence through one channel, as the hybrid driver runs them:
+// a long run (all subbands, or the long part of a mixed block) then a short
+// run, with random block types, mixed flags and counts, so that every
+// transition between block types meets the overlap the previous granule
+// left, in either kernel set. Inputs are random, extremes, or zero (the
+// overlap alone reaches the output). Output, overlap and recorded types are
+// compared after every granule.
+TEST_F(KernelSets, HybridGranuleSequencesMatchPortable) {
+    struct Channel {
+        std::vector<int32_t> x, ovl;
+        std::vector<uint32_t> prev;
+        bool operator==(const Channel &) const = default;
+    };
+    const MP3D_Table_Pointers &t = st_.tables;
+    std::mt19937 rng(1212);
+    for (const MP3D_Kernel_Set *set : sets_)
+        for (int run = 0; run < 40; ++run) {
+            Channel want{{},
+                         words(rng, 32 * 9, run % 5, kEdges[run % kNumEdges]),
+                         std::vector<uint32_t>(32)},
+                got = want;
+            const bool root2 = run % 2 == 0;
+            for (int granule = 0; granule < 24; ++granule) {
+                const uint32_t r = rng();
+                const uint32_t block_type = r % 4;
+                const bool mixed = block_type == 2 && (r >> 2) % 3 == 0;
+                const int kind = (r >> 4) % 6;
+                const int count = 1 + static_cast<int>((r >> 8) % 32);
+                want.x = kind == 5 ? std::vector<int32_t>(576)
+                                   : words(rng, 576, kind, kEdges[(r >> 16) % kNumEdges]);
+                got.x = want.x;
+                SCOPED_TRACE(std::string(set->name) + " run " + std::to_string(run) + " granule " +
+                             std::to_string(granule) + " type " + std::to_string(block_type) +
+                             (mixed ? " mixed" : "") + " count " + std::to_string(count));
+                const int long_end = block_type != 2 ? count : (mixed ? std::min(count, 2) : 0);
+                for (auto [k, c] : {std::pair{&kPortableKernels, &want}, {set, &got}}) {
+                    int32_t *x = c->x.data();
+                    k->hybrid_long(
+                        x, x, long_end, std::min(long_end, block_type == 2 ? 1 : 31),
+                        block_type == 2 ? 0u : block_type, c->ovl.data(), c->prev.data(),
+                        root2 ? t.coef_cos_long_root2_interleaved : t.coef_cos_long_interleaved,
+                        t.Cs_Ca_tbl_lf, t.imdct_win_lf);
+                    if (block_type == 2)
+                        k->hybrid_short(x + 18 * long_end, x + 18 * long_end, count - long_end,
+                                        c->ovl.data() + 9 * long_end, c->prev.data() + long_end,
+                                        root2 ? t.coef_cos_short_root2_interleaved
+                                              : t.coef_cos_short_interleaved,
+                                        t.imdct_win_lf);
+                }
+                ASSERT_TRUE(got == want);
+            }
+        }
+}
+
+// Short runs of every length from every start, in place and into a separate
+// output, on random, extreme and single-extreme inputs and overlaps.
+TEST_F(KernelSets, HybridShortRunsMatchPortable) {
+    const MP3D_Table_Pointers &t = st_.tables;
+    std::mt19937 rng(1224);
+    int round = 0;
+    for (const MP3D_Kernel_Set *set : sets_)
+        for (int first = 0; first < 32; ++first)
+            for (int count = 0; first + count <= 32; ++count, ++round) {
+                SCOPED_TRACE(std::string(set->name) + " first " + std::to_string(first) +
+                             " count " + std::to_string(count));
+                const int kind = round % 5;
+                const int32_t fill = kEdges[round / 5 % kNumEdges];
+                std::vector<int32_t> x = words(rng, 576, kind, fill), ovl = words(rng, 288, kind);
+                std::vector<int32_t> out = words(rng, 576, 1);
+                std::vector<uint32_t> prev(32);
+                for (uint32_t &p : prev) p = rng() % 4;
+                const bool in_place = round % 3 != 0;
+                const int32_t *cos =
+                    round % 2 ? t.coef_cos_short_interleaved : t.coef_cos_short_root2_interleaved;
+                auto x_p = x, x_v = x, out_p = out, out_v = out, ovl_p = ovl, ovl_v = ovl;
+                auto prev_p = prev, prev_v = prev;
+                kPortableKernels.hybrid_short(
+                    x_p.data() + 18 * first, (in_place ? x_p : out_p).data() + 18 * first, count,
+                    ovl_p.data() + 9 * first, prev_p.data() + first, cos, t.imdct_win_lf);
+                set->hybrid_short(
+                    x_v.data() + 18 * first, (in_place ? x_v : out_v).data() + 18 * first, count,
+                    ovl_v.data() + 9 * first, prev_v.data() + first, cos, t.imdct_win_lf);
+                ASSERT_EQ(x_p, x_v);
+                ASSERT_EQ(out_p, out_v);
+                ASSERT_EQ(ovl_p, ovl_v);
+                ASSERT_EQ(prev_p, prev_v);
+            }
+}
+
 }  // namespace
 
 TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     const MP3D_Kernel_Set *chosen = MP3D_select_kernels();
     ASSERT_NE(chosen, nullptr);
     for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen})
-        EXPECT_TRUE(set->subband_dct9 && set->polyphase_window && set->hybrid_long) << set->name;
+        EXPECT_TRUE(set->subband_dct9 && set->polyphase_window && set->hybrid_long &&
+                    set->hybrid_short)
+            << set->name;
 #if defined(MP3D_HAVE_X86_KERNELS)
     __builtin_cpu_init();
     const bool avx2 = __builtin_cpu_supports("avx2");
