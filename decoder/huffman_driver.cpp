@@ -8,6 +8,7 @@
 #include "decoder/frame_header.h"
 #include "decoder/reservoir.h"
 #include "kernels/huffman_dequant.h"
+#include "kernels/kernel_set.h"
 #include "tables/huffman_tables.h"
 #include "tables/scale_factor_tables.h"
 
@@ -163,8 +164,8 @@ int32_t III_hufman_decode_dequant_main(int32_t *spectral, MP3D_Side_Info *side_i
                 region.band_table = band_table;
                 region.exponents = exponents;
                 region.line_limit = limit;
-                bits += Huf_dec_dequant_region_pair(spectral + position, &region, state,
-                                                    &band_reached, &stop);
+                bits += state->kernels->huffman_pair(spectral + position, &region, state,
+                                                     &band_reached, &stop);
                 position = end_line < limit ? end_line : limit;
             }
             start_band = end_band;
@@ -187,7 +188,7 @@ int32_t III_hufman_decode_dequant_main(int32_t *spectral, MP3D_Side_Info *side_i
         quad.band_table = band_table;
         quad.exponents = exponents;
         quad.start_line = limit;
-        bits += Huf_dec_dequant_quadplex(spectral + limit, &quad, state, &count1_lines);
+        bits += state->kernels->huffman_quad(spectral + limit, &quad, state, &count1_lines);
         position = limit + count1_lines;
     }
 

@@ -9,75 +9,10 @@
 
 #include "decoder/bit_reader.h"
 #include "decoder/mp2_bounds.h"
+#include "decoder/mp2_dequantize_steps.h"
 #include "kernels/fixed_point.h"
 
 namespace mp3d {
-
-namespace {
-
-// Splits a grouped code word into its three samples (first sample in the
-// lowest digit). Codes beyond levels^3 - 1 are taken as they come.
-template <uint32_t Levels>
-inline void split(uint32_t code, uint32_t *s) {
-    s[0] = code % Levels;
-    code /= Levels;
-    s[1] = code % Levels;
-    code /= Levels;
-    s[2] = code % Levels;
-}
-
-// Reads the codes of one unit and requantises them (Q29): r = ((f + D) * C)
-// >> 31, where f is the nb-bit code s with its most significant bit inverted,
-// read as a two's-complement fraction in Q30. That fraction is
-// s / 2^(nb-1) - 1 (s < 2^nb), so f + D = (s << shift) + unit d.
-//
-// |f + D| <= 1.0 and C < 2.0, so |r| < 2^30: r is kept in 64 bits, where the
-// value is the same as that of the 32-bit result.
-template <class Get>
-inline void read_and_requantise(const Mp2Unit &u, Get &get, int64_t *r) {
-    uint32_t s[3];
-    switch (u.q) {
-        case 0:
-            split<3>(get(5), s);
-            break;
-        case 1:
-            split<5>(get(7), s);
-            break;
-        case 2:
-            split<9>(get(10), s);
-            break;
-        default:
-            s[0] = get(u.q);
-            s[1] = get(u.q);
-            s[2] = get(u.q);
-            break;
-    }
-    const int64_t d = u.d;
-    const int64_t c = u.c;
-    for (int i = 0; i < 3; ++i) r[i] = ((int64_t{s[i] << u.shift} + d) * c) >> 31;
-}
-
-template <class Get, class Put>
-inline void run_units(const Mp2Plan &plan, int part, Get &get, Put &put) {
-    const int count = plan.count;
-    for (int k = 0; k < count; ++k) {
-        const Mp2Unit &u = plan.units[k];
-        int64_t r[3];
-        read_and_requantise(u, get, r);
-        put(u, 0, r, u.m[0][part]);
-        if (u.joint != 0) put(u, 1, r, u.m[1][part]);
-    }
-}
-
-// Runs one granule of the plan; put(unit, output, r, m) stores three samples
-// (and must read what it needs of the unit before it stores).
-template <class Put>
-inline void run_granule(const Mp2Plan &plan, int part, BitCursor *bits, MP3D_Decoder_State *state,
-                        Put put) {
-    read_run(bits, plan.granule_bits, state, [&](auto &get) { run_units(plan, part, get, put); });
-}
-
-}  // namespace
 
 void MP2D_build_plan(Mp2Plan *plan, const uint8_t *allocation, const uint8_t *const *planes,
                      const MP3D_Frame_Params *frame_params, const MP3D_Decoder_State *state) {
@@ -136,39 +71,18 @@ void MP2D_dequantize_sample(int32_t *const *blocks, const uint8_t *allocation,
     for (int ch = 0; ch < channels; ++ch)
         for (int i = 0; i < 96; ++i) blocks[ch][i] = 0;
     BitCursor bits(state);
-    run_granule(plan, 0, &bits, state, [&](const Mp2Unit &u, int out, const int64_t *r, int32_t m) {
-        int32_t *block = blocks[u.ch + out];
-        const int sb = u.sb;
-        for (int i = 0; i < 3; ++i) block[32 * i + sb] = static_cast<int32_t>((r[i] * m) >> 31);
-    });
+    mp2_steps::run_granule<mp2_steps::Portable_Requantiser>(
+        plan, 0, &bits, state, [&](const Mp2Unit &u, int out, const int32_t *r, int32_t m) {
+            int32_t *block = blocks[u.ch + out];
+            const int sb = u.sb;
+            for (int i = 0; i < 3; ++i)
+                block[32 * i + sb] = static_cast<int32_t>((int64_t{r[i]} * m) >> 31);
+        });
     bits.store(state);
 }
 
 void MP2D_dequantize_half(int32_t *samples, const Mp2Plan *plan, int h, MP3D_Decoder_State *state) {
-    // The reader lives in locals for the half: the sample stores cannot
-    // alias it.
-    BitCursor bits(state);
-    for (int g = 0; g < 6; ++g) {
-        int32_t *const x = samples + 3 * g;
-        // Sign masks of the three time slots t = 3g + i for odd subbands: the
-        // DCT stage inverts odd subbands at odd time slots (the frequency
-        // inversion that Layer III needs); inverting them here first lets
-        // Layer II samples through unchanged.
-        const uint32_t odd_g = (g & 1) != 0 ? ~0u : 0u;
-        const uint32_t odd_t[3] = {odd_g, ~odd_g, odd_g};
-        run_granule(*plan, (6 * h + g) / 4, &bits, state,
-                    [&](const Mp2Unit &u, int out, const int64_t *r, int32_t m) {
-                        int32_t *y = x + u.row[out];
-                        const uint32_t odd_sb = u.odd;
-                        for (int i = 0; i < 3; ++i) {
-                            const uint32_t neg = odd_t[i] & odd_sb;
-                            // |r * m >> 31| < 2^30: one shift does both.
-                            const auto v = static_cast<uint32_t>((r[i] * m) >> 33);
-                            y[i] = static_cast<int32_t>((v ^ neg) - neg);
-                        }
-                    });
-    }
-    bits.store(state);
+    mp2_steps::dequantize_half<mp2_steps::Portable_Requantiser>(samples, plan, h, state);
 }
 
 }  // namespace mp3d

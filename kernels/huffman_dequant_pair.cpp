@@ -29,29 +29,18 @@
 // ones compute it (dequant_greaterthan63).
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
+#include "kernels/huffman_dequant_steps.h"
 #include "kernels/reservoir_reader.h"
-#include "tables/huffman_cube_roots.h"
-#include "tables/huffman_fast.h"
 #include "tables/huffman_magnitudes.h"
 
 namespace mp3d {
 
+using namespace huf_steps;
+
 namespace {
 
-// Largest escape width of the standard's tables; larger requests are cut so
-// that the escape bits always fit the refilled window.
-constexpr uint32_t kMaxLinbits = 13;
-// The decoder reads at most this many words per codeword; the fifth is taken
-// as a leaf whatever it holds.
-constexpr int kMaxLookups = 5;
-// Bits a pair can take: the longest codeword (19 bits), then twice the
-// longest escape and a sign.
-constexpr int32_t kPairBits = 19 + 2 * (static_cast<int32_t>(kMaxLinbits) + 1);
-// The byte-wise reader refills to more than this many unread bits.
-constexpr int32_t kRefillDepth = 32;
-// Bit position from which the byte-wise reader's refill moves its index past
-// kHufReadStopIndex: floor((p + 32) / 8) > kHufReadStopIndex.
-constexpr int32_t kStopPosition = 8 * (kHufReadStopIndex + 1) - kRefillDepth;
+constexpr int32_t kRefillDepth = kPairRefillDepth;
+constexpr int32_t kStopPosition = kPairStopPosition;
 
 // The pair loop tests count < guard once per pair: below it either a refill
 // is due or the read position (8 * index - count) has reached kStopPosition.
@@ -60,54 +49,10 @@ inline int32_t pair_guard(int32_t index) {
     return stop > kPairBits ? stop : kPairBits;
 }
 
-// Applies the sign bit at the top of v to m: m when it is 0, the wrapped
-// negation when it is 1.
-inline int32_t apply_sign(int32_t m, uint32_t v) {
-    const uint32_t s = 0u - (v >> 31);
-    return static_cast<int32_t>((static_cast<uint32_t>(m) ^ s) - s);
-}
-
-// Bit of a direct-lookup entry marking x or y = 15.
-constexpr uint32_t kEscapeFlag = 0x80u;
-
-// Stands in for a code table without a direct lookup: every codeword is
-// resolved by the multi-level walk.
-constexpr uint16_t kNoFastEntries[2] = {0, 0};
-
 // Stands in for the magnitude table in bands below q = -26, where every
 // magnitude but that of 1 is 0: entry 1 passes the band's mask (the
 // magnitude of 1), every other entry gives 0.
 constexpr uint64_t kOnlyMagnitudeOne[64] = {0, 0xFFFFFFFFu};
-
-Huffman_Pair_Fast_Table find_fast_table(const uint16_t *table) {
-    for (const Huffman_Pair_Fast_Table &t : huf_pair_fast_tables)
-        if (t.code_table == table) return t;
-    return {table, kNoFastEntries, 1};
-}
-
-// Resolves the codeword at the top of v0 in the multi-level table (at most
-// kMaxLookups reads; the last word read is taken as the leaf) and returns it
-// in the direct lookup's form, its bit count widened to bits 0..5.
-uint32_t walk(const uint16_t *table, uint32_t v0) {
-    const uint32_t root_width = table[0];
-    uint32_t entry = table[1 + (v0 >> (32 - root_width))];
-    if ((entry & 1u) == 0) {
-        uint32_t v = v0 << root_width;
-        int32_t base = 1;
-        for (int lookup = 2;; ++lookup) {
-            base += static_cast<int32_t>((entry >> 1) & 0x3FFu);
-            const uint32_t width = entry >> 11;
-            entry = table[base + static_cast<int32_t>(v >> (32 - width))];
-            if ((entry & 1u) != 0 || lookup == kMaxLookups) break;
-            v <<= width;
-        }
-    }
-    const uint32_t x = entry >> 12;
-    const uint32_t y = (entry >> 8) & 15u;
-    const uint32_t length = (entry >> 1) & 31u;
-    const uint32_t flag = x == 15 || y == 15 ? kEscapeFlag : 0u;
-    return (x << 12) | (y << 8) | flag | (length + (x != 0 ? 1u : 0u) + (y != 0 ? 1u : 0u));
-}
 
 }  // namespace
 
@@ -177,10 +122,7 @@ uint32_t Huf_dec_dequant_region_pair(int32_t *out, const MP3D_Pair_Region *regio
                 const int32_t value = 15 + static_cast<int32_t>(bits >> (64 - linbits));
                 v = static_cast<uint32_t>((bits << linbits) >> 32);
                 if (value < 64) return power(static_cast<uint32_t>(value));
-                if (value < kHufCubeRootEnd)
-                    return huf_root_magnitude(value, huf_cube_roots[value - kHufCubeRootFirst],
-                                              scale, -q);
-                return dequant_greaterthan63(value, scale, -q, state);
+                return large_magnitude(value, scale, q, state);
             };
 
             int32_t *const band_end = out + 2 * pairs;

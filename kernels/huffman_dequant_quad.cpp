@@ -10,35 +10,17 @@
 // point (`tail`) and rebuilds that reader's exact state on exit.
 #include "kernels/fixed_point.h"
 #include "kernels/huffman_dequant.h"
+#include "kernels/huffman_dequant_steps.h"
 #include "kernels/reservoir_reader.h"
 
 namespace mp3d {
 
+using namespace huf_steps;
+
 namespace {
 
-// Quadruples start at most here, so that none is written past line 575.
-constexpr int32_t kLastQuadStart = 572;
-// Bits a quadruple can take: the longest codeword and four signs.
-constexpr int32_t kQuadBits = 10;
-// The byte-wise reader refills to more than this many unread bits.
-constexpr int32_t kRefillDepth = 24;
-// Bit position from which that refill moves its index past
-// kHufReadStopIndex: floor((p + 24) / 8) > kHufReadStopIndex.
-constexpr int32_t kStopPosition = 8 * (kHufReadStopIndex + 1) - kRefillDepth;
-
-int32_t unit_value(const int32_t *exponents, int32_t band, const MP3D_Decoder_State *state) {
-    const Huf_Exponent_Split e = huf_split_exponent(exponents[band]);
-    return huf_count1_unit(state->scale_fac_table_lf[e.r], e.q);
-}
-
-// A member of magnitude m (0 or 1): m = 1 takes the sign bit at the top of
-// v and gives the unit value with that sign; m = 0 gives 0 and leaves v.
-inline int32_t signed_member(uint32_t &v, uint32_t m, int32_t unit) {
-    const uint32_t sign = 0u - (v >> 31);
-    const uint32_t value = (static_cast<uint32_t>(unit) ^ sign) - sign;
-    v <<= m;
-    return static_cast<int32_t>(value & (0u - m));
-}
+constexpr int32_t kRefillDepth = kQuadRefillDepth;
+constexpr int32_t kStopPosition = kQuadStopPosition;
 
 }  // namespace
 

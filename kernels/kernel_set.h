@@ -14,6 +14,11 @@
 
 namespace mp3d {
 
+struct MP3D_Decoder_State;
+struct MP3D_Pair_Region;
+struct MP3D_Quad_Region;
+struct Mp2Plan;
+
 struct MP3D_Kernel_Set {
     const char *name;  // "portable", "avx2", "armv6"
     // DCT of the nine slots of one half granule into the history.
@@ -32,6 +37,16 @@ struct MP3D_Kernel_Set {
     void (*hybrid_short)(const int32_t *x, int32_t *out, int count, int32_t *ovl,
                          uint32_t *prev_types, const int32_t *cos_short,
                          const int32_t (*window)[36]);
+    // Layer III Huffman decoding with dequantisation: one region of big-value
+    // pairs and the count1 part (as Huf_dec_dequant_region_pair and
+    // Huf_dec_dequant_quadplex, kernels/huffman_dequant.h).
+    uint32_t (*huffman_pair)(int32_t *out, const MP3D_Pair_Region *region,
+                             MP3D_Decoder_State *state, int32_t *band_reached, int32_t *stop);
+    uint32_t (*huffman_quad)(int32_t *out, const MP3D_Quad_Region *region,
+                             MP3D_Decoder_State *state, int32_t *lines);
+    // Layer II requantisation of half a frame (as MP2D_dequantize_half,
+    // decoder/mp2_dequantize.h).
+    void (*mp2_dequantize)(int32_t *samples, const Mp2Plan *plan, int h, MP3D_Decoder_State *state);
 };
 
 // The portable reference kernels, available everywhere.

@@ -68,6 +68,25 @@ inline uint64_t huf_load_be64(const uint8_t *p) {
 #endif
 }
 
+// The next 4 reservoir bytes from index, first byte most significant, bytes
+// outside the buffer as 0: the refill of the 32-bit readers.
+inline uint32_t huf_next_word32(const uint8_t *buffer, int32_t index) {
+    if (static_cast<uint32_t>(index) <= static_cast<uint32_t>(kReservoirBytes - 4)) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        uint32_t word;
+        __builtin_memcpy(&word, buffer + index, sizeof(word));
+        return __builtin_bswap32(word);
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+        uint32_t word;
+        __builtin_memcpy(&word, buffer + index, sizeof(word));
+        return word;
+#endif
+    }
+    uint32_t word = 0;
+    for (int32_t i = 0; i < 4; ++i) word = (word << 8) | huf_fetch_byte(buffer, index + i);
+    return word;
+}
+
 // Tops the reader up to at least 56 valid bits (count <= 56 on entry).
 inline void huf_refill(uint64_t &bits, int32_t &count, int32_t &index, const uint8_t *buffer) {
     if (static_cast<uint32_t>(index) <= static_cast<uint32_t>(kReservoirBytes - 8)) {

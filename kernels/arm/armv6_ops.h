@@ -10,6 +10,7 @@
 //   smlawb(acc, a, w)    = acc + mul_w16(a, low half of w)       SMLAWB
 //   smlawt(acc, a, w)    = acc + mul_w16(a, high half of w)      SMLAWT
 //   smmulr(a, b)         = mulhi_round(a, b)                      SMMULR
+//   smmul(a, b)          = (a * b) >> 32, the upper word          SMMUL
 //   smmlar(acc, a, b)    = mulhi_round_add(acc, a, b)             SMMLAR
 //   smmlsr(acc, a, b)    = mulhi_round_sub(acc, a, b)             SMMLSR
 //   ssat24_asr3(a)       = saturate24(a >> 3)                     SSAT #24, ASR #3
@@ -61,6 +62,12 @@ inline int32_t smlawt(int32_t acc, int32_t a, int32_t w) {
 inline int32_t smmulr(int32_t a, int32_t b) {
     int32_t r;
     __asm__("smmulr %0, %1, %2" : "=r"(r) : "r"(a), "r"(b));
+    return r;
+}
+
+inline int32_t smmul(int32_t a, int32_t b) {
+    int32_t r;
+    __asm__("smmul %0, %1, %2" : "=r"(r) : "r"(a), "r"(b));
     return r;
 }
 

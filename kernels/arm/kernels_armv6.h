@@ -10,6 +10,11 @@
 
 namespace mp3d {
 
+struct MP3D_Decoder_State;
+struct MP3D_Pair_Region;
+struct MP3D_Quad_Region;
+struct Mp2Plan;
+
 // As MP3D_subband_fastdct32 (kernels/subband_fdct32.h).
 void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *upper_dest,
                                   int32_t *lower_dest, const int32_t *dct8_coeff,
@@ -32,6 +37,18 @@ void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count
 void MP3D_hybrid_short_armv6(const int32_t *x, int32_t *out, int count, int32_t *ovl,
                              uint32_t *prev_types, const int32_t *cos_short,
                              const int32_t (*window)[36]);
+
+// As Huf_dec_dequant_region_pair and Huf_dec_dequant_quadplex
+// (kernels/huffman_dequant.h), on a 32-bit bit window.
+uint32_t Huf_dec_dequant_region_pair_armv6(int32_t *out, const MP3D_Pair_Region *region,
+                                           MP3D_Decoder_State *state, int32_t *band_reached,
+                                           int32_t *stop);
+uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *region,
+                                        MP3D_Decoder_State *state, int32_t *lines);
+
+// As MP2D_dequantize_half (decoder/mp2_dequantize.h).
+void MP2D_dequantize_half_armv6(int32_t *samples, const Mp2Plan *plan, int h,
+                                MP3D_Decoder_State *state);
 
 }  // namespace mp3d
 

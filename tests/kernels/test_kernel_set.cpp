@@ -14,7 +14,11 @@
 #include <vector>
 
 #include "decoder/memory_layout.h"
+#include "decoder/mp2_dequantize.h"
+#include "kernels/huffman_dequant.h"
 #include "kernels/kernel_set.h"
+#include "tables/huffman_tables.h"
+#include "tables/mp2_tables.h"
 #include "tables/synthesis_tables.h"
 
 using namespace mp3d;
@@ -220,6 +224,196 @@ TEST_F(KernelSets, HybridShortRunsMatchPortable) {
             }
 }
 
+// ---- Huffman decoding with dequantisation ----
+
+// MPEG-1 44.1 kHz long bands.
+const int16_t kLongBands[23] = {0,  4,  8,   12,  16,  20,  24,  30,  36,  44,  52, 62,
+                                74, 90, 110, 134, 162, 196, 238, 288, 342, 418, 576};
+
+// Every codeword of a pair table: leaves of its multi-level layout below base.
+void pair_codes(const uint16_t *t, size_t base, uint32_t width, std::string prefix,
+                std::vector<std::pair<uint32_t, std::string>> &codes) {
+    for (uint32_t j = 0; j < (1u << width); ++j) {
+        std::string code = prefix;
+        for (int b = static_cast<int>(width) - 1; b >= 0; --b) code += char('0' + ((j >> b) & 1));
+        const uint16_t e = t[base + j];
+        if ((e & 1) == 0)
+            pair_codes(t, base + ((e >> 1) & 0x3FF), e >> 11, code, codes);
+        else  // leaves repeat over the bits after the codeword: duplicates only weight the pick
+            codes.emplace_back(e >> 12 << 4 | ((e >> 8) & 15), code.substr(0, (e >> 1) & 31));
+    }
+}
+
+// A reservoir of valid pairs of one table: random codewords, escape values
+// spread over the whole escape range (every escape bit pattern), random signs.
+std::vector<uint8_t> coded_pairs(std::mt19937 &rng, int table) {
+    const auto &info = Huffman_Pair_Table_Info[table];
+    std::vector<std::pair<uint32_t, std::string>> codes;
+    pair_codes(info.code_table, 1, info.code_table[0], "", codes);
+    std::string bits;
+    while (bits.size() < 8u * kReservoirBytes) {
+        const auto &[xy, code] = codes[rng() % codes.size()];
+        bits += code;
+        for (uint32_t v : {xy >> 4, xy & 15u}) {
+            for (int b = static_cast<int>(info.linbits) - 1; v == 15 && b >= 0; --b)
+                bits += char('0' + ((rng() % 4 == 0 ? ~0u : rng()) >> b & 1));
+            if (v != 0) bits += char('0' + (rng() & 1));
+        }
+    }
+    std::vector<uint8_t> bytes(kReservoirBytes);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        for (int b = 0; b < 8; ++b) bytes[i] = uint8_t(bytes[i] << 1 | (bits[8 * i + b] - '0'));
+    return bytes;
+}
+
+// Exponents at every quarter step around the places where the magnitudes
+// change form: only magnitude 1 left, shifts of 32 and more either way.
+int32_t pick_exponent(std::mt19937 &rng, int trial) {
+    static const int32_t kEdgeQ[] = {-40, -27, -26, -25, -4, -3, 0, 4, 5, 6, 7, 37, 38, 39, 60};
+    switch (trial % 5) {
+        case 0:
+            return static_cast<int32_t>(rng());
+        case 1:
+            return -(4 * kEdgeQ[rng() % std::size(kEdgeQ)] + static_cast<int32_t>(rng() % 4));
+        default:
+            return static_cast<int32_t>(rng() % 461) - 320;
+    }
+}
+
+// Both Huffman kernels of every set against the portable ones: every pair
+// table (random data, all ones for the largest escapes, sparse ones, zeros,
+// and valid codes with escapes over their whole range), both count1 tables,
+// readers anywhere in the reservoir and often in its last bytes, where reads
+// run past its end and the read stop acts, windows whose bytes differ from
+// the buffer's, every exponent form. Output lines, bits, band, stop and the
+// whole reservoir reader afterwards must match.
+TEST_F(KernelSets, HuffmanKernelsMatchPortable) {
+    std::mt19937 rng(1515);
+    auto pick = [&](int32_t lo, int32_t hi) {
+        return std::uniform_int_distribution<int32_t>(lo, hi)(rng);
+    };
+    std::vector<uint8_t> reservoir(kReservoirBytes);  // exactly its size: ASan sees overruns
+    st_.reservoir_buffer = reservoir.data();
+    int32_t exps[22];
+    for (const MP3D_Kernel_Set *set : sets_) {
+        for (int trial = 0; trial < 12000; ++trial) {
+            SCOPED_TRACE(std::string(set->name) + " trial " + std::to_string(trial));
+            const bool quad = trial % 4 == 3;
+            const int t = pick(0, 31), table = t == 4 || t == 14 ? 24 : t;
+            const int fill = trial % 5;
+            if (fill == 4 && !quad && Huffman_Pair_Table_Info[table].code_table != nullptr) {
+                reservoir = coded_pairs(rng, table);
+            } else {
+                for (auto &b : reservoir)
+                    b = fill == 0   ? uint8_t(rng())
+                        : fill == 1 ? 0xFF
+                        : fill == 2 ? uint8_t(rng() & rng() & rng())
+                                    : (fill == 3 ? 0 : uint8_t(rng()));
+            }
+            st_.reservoir_buffer = reservoir.data();
+            for (auto &e : exps) e = pick_exponent(rng, trial / 4);
+            MP3D_Decoder_State a = st_;
+            a.res_read_index = trial % 3 == 0 ? pick(0, kReservoirBytes + 6)
+                                              : pick(kReservoirBytes - 80, kReservoirBytes + 6);
+            a.res_bits_in_window = pick(0, 32);
+            a.res_window = rng();
+            if (trial % 5 != 0) {  // a window consistent with the buffer
+                a.res_window = 0;
+                for (int32_t i = a.res_read_index - 4; i < a.res_read_index; ++i)
+                    a.res_window = a.res_window << 8 |
+                                   (i >= 0 && i < kReservoirBytes ? reservoir[size_t(i)] : 0);
+            }
+            MP3D_Decoder_State b = a;
+            std::vector<int32_t> want(576 + 8, 0), got = want;
+            int32_t band_a = -1, band_b = -1, stop_a = 0, stop_b = 0;
+            const int32_t band0 = pick(0, 21);
+            uint32_t used_a, used_b;
+            if (!quad) {
+                const auto &info = Huffman_Pair_Table_Info[table];
+                const MP3D_Pair_Region r{info.code_table, info.linbits, band0,
+                                         pick(band0, 22), kLongBands,   exps,
+                                         2 * pick(0, 288)};
+                used_a = kPortableKernels.huffman_pair(want.data() + kLongBands[band0], &r, &a,
+                                                       &band_a, &stop_a);
+                used_b =
+                    set->huffman_pair(got.data() + kLongBands[band0], &r, &b, &band_b, &stop_b);
+            } else {
+                const int32_t line0 = pick(kLongBands[band0] / 2, kLongBands[band0 + 1] / 2) * 2;
+                const MP3D_Quad_Region r{Huffman_Quad_Table_Info[trial / 4 & 1],
+                                         pick(1, 3000),
+                                         band0,
+                                         kLongBands,
+                                         exps,
+                                         line0};
+                used_a = kPortableKernels.huffman_quad(want.data() + line0, &r, &a, &band_a);
+                used_b = set->huffman_quad(got.data() + line0, &r, &b, &band_b);
+            }
+            ASSERT_EQ(std::tuple(used_b, band_b, stop_b, b.res_read_index, b.res_bits_in_window,
+                                 b.res_window),
+                      std::tuple(used_a, band_a, stop_a, a.res_read_index, a.res_bits_in_window,
+                                 a.res_window));
+            ASSERT_EQ(got, want);
+        }
+    }
+}
+
+// ---- Layer II requantisation ----
+
+// Halves of random plans (every class, joint and single units, odd and even
+// subbands, multipliers from the table and from the whole word range) over
+// random codes, with the frame reader in the middle of a long block or near
+// its end (where reads go through the end of input): samples and the frame
+// reader afterwards must match.
+TEST_F(KernelSets, Mp2HalvesMatchPortable) {
+    std::mt19937 rng(2222);
+    for (const MP3D_Kernel_Set *set : sets_) {
+        for (int round = 0; round < 3000; ++round) {
+            SCOPED_TRACE(std::string(set->name) + " round " + std::to_string(round));
+            Mp2Plan plan{};
+            plan.count = static_cast<int>(rng() % 65);
+            for (int k = 0; k < plan.count; ++k) {
+                Mp2Unit &u = plan.units[k];
+                const int q = round % 7 == 0 ? 16 : static_cast<int>(rng() % 17);
+                u.q = static_cast<uint8_t>(q);
+                u.shift = static_cast<uint8_t>(31 - (q < 3 ? q + 2 : q));
+                plan.granule_bits += q < 3 ? q + (1 << q) + 4 : 3 * q;
+                u.c = MP2D_c[q];
+                u.d = MP2D_d[q] - (int32_t{1} << 30);
+                u.sb = static_cast<uint8_t>(rng() % 32);
+                u.ch = static_cast<uint8_t>(rng() % 2);
+                u.joint = u.ch == 0 ? static_cast<uint8_t>(rng() % 2) : 0;
+                u.odd = (u.sb & 1) != 0 ? ~0u : 0u;
+                for (auto &row : u.m)
+                    for (int32_t &m : row)
+                        m = round % 3 == 0 ? static_cast<int32_t>(rng())
+                                           : MP2D_multiple[rng() % 64];
+                u.row[0] = kSpectralWords * u.ch + 18 * u.sb;
+                u.row[1] = u.joint != 0 ? u.row[0] + kSpectralWords : u.row[0];
+            }
+            const size_t size = round % 4 == 0 ? rng() % 64 : 4096;
+            std::vector<uint8_t> input(size);
+            for (auto &byte : input) byte = round % 5 == 0 ? 0xFF : uint8_t(rng());
+            MP3D_Decoder_State a = st_;
+            a.input_callback = nullptr;
+            a.input_read_ptr = a.input_buffer = input.data();
+            a.input_bytes_left = static_cast<int32_t>(size);
+            a.bit_window = rng();
+            a.bits_in_window = static_cast<int32_t>(rng() % 33);
+            a.bits_consumed = rng();
+            MP3D_Decoder_State b = a;
+            std::vector<int32_t> want = words(rng, 2 * kSpectralWords, 1), got = want;
+            const int h = round % 2;
+            kPortableKernels.mp2_dequantize(want.data(), &plan, h, &a);
+            set->mp2_dequantize(got.data(), &plan, h, &b);
+            ASSERT_EQ(got, want);
+            ASSERT_EQ(std::tuple(b.bit_window, b.bits_in_window, b.bits_consumed, b.input_read_ptr,
+                                 b.input_bytes_left, b.end_of_bitstream),
+                      std::tuple(a.bit_window, a.bits_in_window, a.bits_consumed, a.input_read_ptr,
+                                 a.input_bytes_left, a.end_of_bitstream));
+        }
+    }
+}
+
 }  // namespace
 
 TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
@@ -227,7 +421,8 @@ TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     ASSERT_NE(chosen, nullptr);
     for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen})
         EXPECT_TRUE(set->subband_dct9 && set->polyphase_window && set->hybrid_long &&
-                    set->hybrid_short)
+                    set->hybrid_short && set->huffman_pair && set->huffman_quad &&
+                    set->mp2_dequantize)
             << set->name;
 #if defined(MP3D_HAVE_X86_KERNELS)
     __builtin_cpu_init();

@@ -1,0 +1,110 @@
+// Count1 quadruple decoding fused with dequantisation for 32-bit ARM: the
+// portable kernel's results (kernels/huffman_dequant_quad.cpp) on a 32-bit
+// bit window instead of the 64-bit one, whose variable shifts take several
+// instructions each on a 32-bit processor.
+//
+// The window keeps at most 32 unread bits, left-aligned, `count` of them
+// valid, the bits below them zero or the stream's following bits. A
+// quadruple takes at most 10 bits; whenever fewer are left, one unaligned
+// word load tops the window up to 24..31 bits, enough for two or three
+// quadruples. The read stop and the state written back follow from the read
+// position and the bits of the last quadruple, as in the portable kernel.
+#include "kernels/arm/kernels_armv6.h"
+#include "kernels/huffman_dequant.h"
+#include "kernels/huffman_dequant_steps.h"
+#include "kernels/reservoir_reader.h"
+
+namespace mp3d {
+
+using namespace huf_steps;
+
+uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *quad_region,
+                                        MP3D_Decoder_State *state, int32_t *lines) {
+    const uint8_t *const buffer = state->reservoir_buffer;
+    const int32_t n = state->res_bits_in_window;
+    uint32_t bits = n > 0 ? state->res_window << (32 - n) : 0u;
+    int32_t count = n;
+    int32_t index = state->res_read_index;
+    // count below guard: a refill is due or the read position (8 * index -
+    // count) has reached kQuadStopPosition; a reader that already stands past
+    // the stop index stops at once.
+    const bool stopped = index > kHufReadStopIndex;
+    auto quad_guard = [stopped](int32_t at) {
+        const int32_t stop = 8 * at - kQuadStopPosition + 1;
+        return stopped ? INT32_MAX : (stop > kQuadBits ? stop : kQuadBits);
+    };
+    int32_t guard = quad_guard(index);
+    int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
+
+    const uint8_t *const table = quad_region->code_table;
+    const uint32_t shift = 32 - table[0];
+    const int16_t *const bands = quad_region->band_table;
+    const int32_t *const exponents = quad_region->exponents;
+    int32_t budget = quad_region->budget;
+    int32_t band = quad_region->start_band;
+    // lo serves the first two lines of a quadruple, hi the last two; they
+    // differ only when a band boundary falls in the middle of it.
+    int32_t lo = unit_value(exponents, band, state);
+    int32_t hi = lo;
+    int32_t next = bands[band + 1];  // end of the current band
+    const int32_t start_line = quad_region->start_line;
+    int32_t pos = start_line;
+    int32_t used = 0;
+
+    while (budget > 0 && pos <= kLastQuadStart) {
+        if (count < guard) {
+            if (count < kQuadBits) {
+                bits |= huf_next_word32(buffer, index) >> count;
+                index += (31 - count) >> 3;
+                count |= 24;
+            }
+            guard = quad_guard(index);
+            // Beyond the reservoir's end no data is left (see reservoir_reader.h).
+            if (count < guard) {
+                tail = 0;
+                break;
+            }
+        }
+        if (next == pos || next == pos + 2) {
+            if (next == pos) {
+                ++band;
+                lo = hi = unit_value(exponents, band, state);
+            }
+            if (bands[band + 1] == pos + 2) {
+                ++band;
+                hi = unit_value(exponents, band, state);
+            }
+            next = bands[band + 1];
+        }
+        const uint32_t entry = table[1 + (bits >> shift)];
+        used = static_cast<int32_t>(entry & 15u);
+        uint32_t v = bits << used;
+        // 8v + 4w + 2x + y: each non-zero member reads a sign bit and gets
+        // the signed unit value; a zero member reads nothing and gets 0.
+        const uint32_t value = entry >> 4;
+        const uint32_t m0 = value >> 3, m1 = (value >> 2) & 1u, m2 = (value >> 1) & 1u,
+                       m3 = value & 1u;
+        out[0] = signed_member(v, m0, lo);
+        out[1] = signed_member(v, m1, lo);
+        out[2] = signed_member(v, m2, hi);
+        out[3] = signed_member(v, m3, hi);
+        used += static_cast<int32_t>(m0 + m1 + m2 + m3);
+        lo = hi;
+        pos += 4;
+        bits <<= used;
+        count -= used;
+        out += 4;
+        budget -= used;
+    }
+    const int32_t end = pos < kSpectralWords ? pos : kSpectralWords;
+    *lines = end > start_line ? end - start_line : 0;
+
+    if (tail < 0 && pos != start_line) tail = used;
+    const int32_t position = 8 * index - count;
+    // huf_reader_store takes the 64-bit reader's form; only the read position
+    // (8 * index - count) matters there.
+    return huf_reader_store({0, count, index}, tail < 0 ? INT32_MIN : position - tail,
+                            kQuadRefillDepth, state);
+}
+
+}  // namespace mp3d
