@@ -39,7 +39,7 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     }
 
     for (int h = 0; h < 2; ++h) {
-        state->kernels->mp2_dequantize(samples, &plan, h, state);
+        MP2D_dequantize_half(samples, &plan, h, state);
         for (int ch = 0; ch < channels; ++ch) {
             int32_t *synthesis = state->synthesis_buffer + kSynthesisWords * ch;
             for (int hh = 0; hh < 2; ++hh) {

@@ -1,15 +1,15 @@
-// The steps of Layer II requantisation that every variant shares: reading
-// the codes of a granule, splitting grouped codes, and the order in which
-// samples are produced. A variant differs only in its requantiser record,
-// which does the two products per sample:
+// The steps of Layer II requantisation: reading the codes of a granule,
+// splitting grouped codes, and the order in which samples are produced, over
+// a requantiser record that does the two products per sample:
 //
 //   requantise(t, c)  floor(t c / 2^31): (f + D) * C for t = f + D (Q30,
 //                     |t| <= 2^30) and C (Q30, < 2.0); |result| < 2^30
 //   scale(r, m)       floor(r m / 2^33): the requantised sample times its
 //                     scale multiplier, divided by 4 (Q26 for the synthesis)
 //
-// Portable_Requantiser computes both as plain 64-bit products; the ARMv6
-// record (kernels/arm/mp2_dequantize_armv6.cpp) gives the same words.
+// Portable_Requantiser computes both as plain 64-bit products on 32-bit
+// operands (one SMULL each on ARMv6). The ARMv6 upper-word multiply saves
+// only about 0.3 cycles per sample here, so there is no ARMv6 record.
 #ifndef MP3D_MP2_DEQUANTIZE_STEPS_H
 #define MP3D_MP2_DEQUANTIZE_STEPS_H
 

@@ -4,7 +4,6 @@
 // records its choice in its own state.
 #include "kernels/kernel_set.h"
 
-#include "decoder/mp2_dequantize.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/imdct_winola.h"
 #include "kernels/subband_fdct32.h"
@@ -13,8 +12,8 @@
 namespace mp3d {
 
 const MP3D_Kernel_Set kPortableKernels = {
-    "portable",        MP3D_subband_dct9,           MP3D_polyphase_window,    MP3D_hybrid_long,
-    MP3D_hybrid_short, Huf_dec_dequant_region_pair, Huf_dec_dequant_quadplex, MP2D_dequantize_half};
+    "portable",        MP3D_subband_dct9,           MP3D_polyphase_window,   MP3D_hybrid_long,
+    MP3D_hybrid_short, Huf_dec_dequant_region_pair, Huf_dec_dequant_quadplex};
 
 #if !defined(MP3D_HAVE_X86_KERNELS)
 const MP3D_Kernel_Set *MP3D_avx2_kernels() {

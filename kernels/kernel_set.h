@@ -17,7 +17,6 @@ namespace mp3d {
 struct MP3D_Decoder_State;
 struct MP3D_Pair_Region;
 struct MP3D_Quad_Region;
-struct Mp2Plan;
 
 struct MP3D_Kernel_Set {
     const char *name;  // "portable", "avx2", "armv6"
@@ -44,9 +43,6 @@ struct MP3D_Kernel_Set {
                              MP3D_Decoder_State *state, int32_t *band_reached, int32_t *stop);
     uint32_t (*huffman_quad)(int32_t *out, const MP3D_Quad_Region *region,
                              MP3D_Decoder_State *state, int32_t *lines);
-    // Layer II requantisation of half a frame (as MP2D_dequantize_half,
-    // decoder/mp2_dequantize.h).
-    void (*mp2_dequantize)(int32_t *samples, const Mp2Plan *plan, int h, MP3D_Decoder_State *state);
 };
 
 // The portable reference kernels, available everywhere.

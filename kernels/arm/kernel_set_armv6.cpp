@@ -13,8 +13,7 @@ const MP3D_Kernel_Set kArmv6Kernels = {"armv6",
                                        MP3D_hybrid_long_armv6,
                                        MP3D_hybrid_short_armv6,
                                        Huf_dec_dequant_region_pair_armv6,
-                                       Huf_dec_dequant_quadplex_armv6,
-                                       MP2D_dequantize_half_armv6};
+                                       Huf_dec_dequant_quadplex_armv6};
 
 }  // namespace
 

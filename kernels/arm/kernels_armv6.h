@@ -13,7 +13,6 @@ namespace mp3d {
 struct MP3D_Decoder_State;
 struct MP3D_Pair_Region;
 struct MP3D_Quad_Region;
-struct Mp2Plan;
 
 // As MP3D_subband_fastdct32 (kernels/subband_fdct32.h).
 void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *upper_dest,
@@ -45,10 +44,6 @@ uint32_t Huf_dec_dequant_region_pair_armv6(int32_t *out, const MP3D_Pair_Region 
                                            int32_t *stop);
 uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *region,
                                         MP3D_Decoder_State *state, int32_t *lines);
-
-// As MP2D_dequantize_half (decoder/mp2_dequantize.h).
-void MP2D_dequantize_half_armv6(int32_t *samples, const Mp2Plan *plan, int h,
-                                MP3D_Decoder_State *state);
 
 }  // namespace mp3d
 

@@ -4,7 +4,6 @@
 // the check has passed.
 #include <cpuid.h>
 
-#include "decoder/mp2_dequantize.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/imdct_winola.h"
 #include "kernels/kernel_set.h"
@@ -13,7 +12,7 @@
 namespace mp3d {
 namespace {
 
-// The Huffman and Layer II kernels have no AVX2 variants; the set uses the
+// The Huffman kernels and the short-block hybrid have no AVX2 variants; the set uses the
 // portable ones.
 const MP3D_Kernel_Set kAvx2Kernels = {"avx2",
                                       MP3D_subband_dct9_avx2,
@@ -21,8 +20,7 @@ const MP3D_Kernel_Set kAvx2Kernels = {"avx2",
                                       MP3D_hybrid_long_avx2,
                                       MP3D_hybrid_short,
                                       Huf_dec_dequant_region_pair,
-                                      Huf_dec_dequant_quadplex,
-                                      MP2D_dequantize_half};
+                                      Huf_dec_dequant_quadplex};
 
 // AVX2 needs the instruction set (cpuid leaf 7, EBX bit 5) and an operating
 // system that saves the YMM registers (OSXSAVE, then XCR0 bits 1 and 2).

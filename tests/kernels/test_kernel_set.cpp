@@ -14,11 +14,9 @@
 #include <vector>
 
 #include "decoder/memory_layout.h"
-#include "decoder/mp2_dequantize.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/kernel_set.h"
 #include "tables/huffman_tables.h"
-#include "tables/mp2_tables.h"
 #include "tables/synthesis_tables.h"
 
 using namespace mp3d;
@@ -359,61 +357,6 @@ TEST_F(KernelSets, HuffmanKernelsMatchPortable) {
 
 // ---- Layer II requantisation ----
 
-// Halves of random plans (every class, joint and single units, odd and even
-// subbands, multipliers from the table and from the whole word range) over
-// random codes, with the frame reader in the middle of a long block or near
-// its end (where reads go through the end of input): samples and the frame
-// reader afterwards must match.
-TEST_F(KernelSets, Mp2HalvesMatchPortable) {
-    std::mt19937 rng(2222);
-    for (const MP3D_Kernel_Set *set : sets_) {
-        for (int round = 0; round < 3000; ++round) {
-            SCOPED_TRACE(std::string(set->name) + " round " + std::to_string(round));
-            Mp2Plan plan{};
-            plan.count = static_cast<int>(rng() % 65);
-            for (int k = 0; k < plan.count; ++k) {
-                Mp2Unit &u = plan.units[k];
-                const int q = round % 7 == 0 ? 16 : static_cast<int>(rng() % 17);
-                u.q = static_cast<uint8_t>(q);
-                u.shift = static_cast<uint8_t>(31 - (q < 3 ? q + 2 : q));
-                plan.granule_bits += q < 3 ? q + (1 << q) + 4 : 3 * q;
-                u.c = MP2D_c[q];
-                u.d = MP2D_d[q] - (int32_t{1} << 30);
-                u.sb = static_cast<uint8_t>(rng() % 32);
-                u.ch = static_cast<uint8_t>(rng() % 2);
-                u.joint = u.ch == 0 ? static_cast<uint8_t>(rng() % 2) : 0;
-                u.odd = (u.sb & 1) != 0 ? ~0u : 0u;
-                for (auto &row : u.m)
-                    for (int32_t &m : row)
-                        m = round % 3 == 0 ? static_cast<int32_t>(rng())
-                                           : MP2D_multiple[rng() % 64];
-                u.row[0] = kSpectralWords * u.ch + 18 * u.sb;
-                u.row[1] = u.joint != 0 ? u.row[0] + kSpectralWords : u.row[0];
-            }
-            const size_t size = round % 4 == 0 ? rng() % 64 : 4096;
-            std::vector<uint8_t> input(size);
-            for (auto &byte : input) byte = round % 5 == 0 ? 0xFF : uint8_t(rng());
-            MP3D_Decoder_State a = st_;
-            a.input_callback = nullptr;
-            a.input_read_ptr = a.input_buffer = input.data();
-            a.input_bytes_left = static_cast<int32_t>(size);
-            a.bit_window = rng();
-            a.bits_in_window = static_cast<int32_t>(rng() % 33);
-            a.bits_consumed = rng();
-            MP3D_Decoder_State b = a;
-            std::vector<int32_t> want = words(rng, 2 * kSpectralWords, 1), got = want;
-            const int h = round % 2;
-            kPortableKernels.mp2_dequantize(want.data(), &plan, h, &a);
-            set->mp2_dequantize(got.data(), &plan, h, &b);
-            ASSERT_EQ(got, want);
-            ASSERT_EQ(std::tuple(b.bit_window, b.bits_in_window, b.bits_consumed, b.input_read_ptr,
-                                 b.input_bytes_left, b.end_of_bitstream),
-                      std::tuple(a.bit_window, a.bits_in_window, a.bits_consumed, a.input_read_ptr,
-                                 a.input_bytes_left, a.end_of_bitstream));
-        }
-    }
-}
-
 }  // namespace
 
 TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
@@ -421,8 +364,7 @@ TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     ASSERT_NE(chosen, nullptr);
     for (const MP3D_Kernel_Set *set : {&kPortableKernels, chosen})
         EXPECT_TRUE(set->subband_dct9 && set->polyphase_window && set->hybrid_long &&
-                    set->hybrid_short && set->huffman_pair && set->huffman_quad &&
-                    set->mp2_dequantize)
+                    set->hybrid_short && set->huffman_pair && set->huffman_quad)
             << set->name;
 #if defined(MP3D_HAVE_X86_KERNELS)
     __builtin_cpu_init();
