@@ -13,6 +13,7 @@
 //   smmlar(acc, a, b)    = mulhi_round_add(acc, a, b)             SMMLAR
 //   smmlsr(acc, a, b)    = mulhi_round_sub(acc, a, b)             SMMLSR
 //   ssat24_asr3(a)       = saturate24(a >> 3)                     SSAT #24, ASR #3
+//   ssat16_asr11(a)      = saturate16(a >> 11)                    SSAT #16, ASR #11
 //
 // SMLAW adds the upper 32 bits of the 48-bit product to the accumulator
 // modulo 2^32 (an overflow only sets the sticky Q flag, which nothing
@@ -82,6 +83,12 @@ inline int32_t ssat24_asr3(int32_t a) {
     return r;
 }
 
+inline int32_t ssat16_asr11(int32_t a) {
+    int32_t r;
+    __asm__("ssat %0, #16, %1, asr #11" : "=r"(r) : "r"(a));
+    return r;
+}
+
 }  // namespace mp3d::armv6
 
 namespace mp3d {
@@ -101,6 +108,7 @@ struct Armv6_Ops : Portable_Ops {
     static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return armv6::smlawb(acc, a, w); }
 
     static Lane pcm24(Lane acc) { return armv6::ssat24_asr3(acc); }
+    static Lane pcm16(Lane acc) { return armv6::ssat16_asr11(acc); }
 };
 
 }  // namespace mp3d

@@ -21,6 +21,7 @@ namespace {
 // reads its taps at u[k], l[k], slot 1 one column lower, so slot 1's tap k
 // is slot 0's tap k - 1 and every history value and window word is loaded
 // once for the four outputs.
+template <class Store>
 inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
                              int32_t *out1, int j) {
     using Ops = Armv6_Ops;
@@ -58,28 +59,35 @@ inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *
         u_prev = uk;
         l_prev = lk;
     }
-    out0[j] = Ops::pcm24(a0);
-    out0[32 - j] = Ops::pcm24(b0);
-    out1[j] = Ops::pcm24(a1);
-    out1[32 - j] = Ops::pcm24(b1);
+    Store::put(out0, j, a0);
+    Store::put(out0, 32 - j, b0);
+    Store::put(out1, j, a1);
+    Store::put(out1, 32 - j, b1);
 }
+
+// Outputs j and 32 - j (j = 1..15) of four slots of one parity (as the
+// portable schedule in kernels/subband_window.cpp), two slots per pass.
+struct Armv6_Window {
+    template <class Store>
+    static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
+                           const int32_t *window, int32_t *out) {
+        const int32_t *w = window + 10;
+        for (int j = 1; j < 16; ++j, w += 20) {
+            const int32_t *u = upper_own + 12 * j;
+            const int32_t *l = lower_other + 12 * (j - 1);
+            for (int slot = 0; slot < 4; slot += 2) {
+                window_two_slots<Store>(u - slot, l - slot, w, out + Store::stride * 64 * slot,
+                                        out + Store::stride * (64 * slot + 64), j);
+            }
+        }
+    }
+};
 
 }  // namespace
 
-void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_other,
-                               const int32_t *window, int32_t *pcm) {
-    const int32_t *w = window + 10;
-    for (int j = 1; j < 16; ++j, w += 20) {
-        const int32_t *u = upper_own + 12 * j;
-        const int32_t *l = lower_other + 12 * (j - 1);
-        for (int slot = 0; slot < 4; slot += 2) {
-            window_two_slots(u - slot, l - slot, w, pcm + 64 * slot, pcm + 64 * slot + 64, j);
-        }
-    }
-}
-
-int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-    return polyphase_window<Armv6_Ops, MP3D_subband_window_armv6>(synthesis, pcm, window);
+void MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                                 const int32_t *window) {
+    polyphase_window<Armv6_Ops, Armv6_Window>(synthesis, out, stride, no_shift, window);
 }
 
 }  // namespace mp3d
