@@ -38,14 +38,13 @@ inline int32_t low_half(int32_t w) {
 // column of the slot one older. Each following slot is one column lower and
 // 64 samples further in out (slot k + 2). window: window_lf.
 struct Portable_Window {
-    template <class Store>
     static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
-                           const int32_t *window, int32_t *out);
+                           const int32_t *window, int32_t *out, Pcm_Store_Any<Portable_Ops> store);
 };
 
-template <class Store>
 void Portable_Window::four_slots(const int32_t *upper_own, const int32_t *lower_other,
-                                 const int32_t *window, int32_t *out) {
+                                 const int32_t *window, int32_t *out,
+                                 Pcm_Store_Any<Portable_Ops> store) {
     // Per output pair j, 32 - j the window words are unpacked once into
     // sign-extended coefficients (the halves of the pair words, the full
     // words of the large taps) and serve all four slots; one slot's pair of
@@ -86,7 +85,7 @@ void Portable_Window::four_slots(const int32_t *upper_own, const int32_t *lower_
                 const int32_t mid = wrap_add(first >> 2, wrap_add(large(3), large(4)));
                 const int32_t acc =
                     wrap_add(wrap_shl(mid, 2), wrap_add(wrap_add(small(5), small(6)), small(7)));
-                Store::put(out, 64 * slot + (set == 0 ? j : 32 - j), acc);
+                store.put(out, 64 * slot + (set == 0 ? j : 32 - j), acc);
             }
         }
     }
@@ -112,7 +111,10 @@ void MP3D_synthesis_history_move(int32_t *synthesis) {
 
 void MP3D_polyphase_window(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
                            const int32_t *window) {
-    polyphase_window<Portable_Ops, Portable_Window>(synthesis, out, stride, no_shift, window);
+    // One copy of the code for every output form: the portable set is the
+    // reference, its stores are a small part of its time.
+    polyphase_window_to<Portable_Ops, Portable_Window>(
+        synthesis, out, window, Pcm_Store_Any<Portable_Ops>{stride, no_shift});
 }
 
 }  // namespace mp3d

@@ -28,14 +28,26 @@ inline int32_t window_pair(int32_t even, int32_t odd, int32_t w) {
 }
 
 // Where the window's sums go: sample s of a half (32 slot + output) to
-// out[kStride s] (1 for one channel, 2 for interleaved stereo), as a 24-bit
-// word or (k16) as the 16-bit word that the 24-bit one shifted right by 8
-// would give, both clamped in one step.
+// out[stride s] (1 for one channel, 2 for interleaved stereo), as a 24-bit
+// word or as the 16-bit word that the 24-bit one shifted right by 8 would
+// give, both clamped in one step. Pcm_Store fixes the form at compile time
+// (one copy of the code per form, for the sets where the stores are a
+// measurable part of the window); Pcm_Store_Any chooses at run time.
 template <class Ops, int kStride, bool k16>
 struct Pcm_Store {
-    static constexpr int stride = kStride;
-    static int32_t word(int32_t acc) { return k16 ? Ops::pcm16(acc) : Ops::pcm24(acc); }
-    static void put(int32_t *out, int s, int32_t acc) { out[kStride * s] = word(acc); }
+    static constexpr int stride() { return kStride; }
+    static void put(int32_t *out, int s, int32_t acc) {
+        out[kStride * s] = k16 ? Ops::pcm16(acc) : Ops::pcm24(acc);
+    }
+};
+template <class Ops>
+struct Pcm_Store_Any {
+    int step;          // 1 or 2
+    int32_t no_shift;  // non-zero: 24-bit words
+    int stride() const { return step; }
+    void put(int32_t *out, int s, int32_t acc) const {
+        out[step * s] = no_shift != 0 ? Ops::pcm24(acc) : Ops::pcm16(acc);
+    }
 };
 
 // One output of one slot, as the window sum before the clamp. even[i], odd[i]: the values of tap i.
@@ -83,38 +95,86 @@ inline int32_t window_sample16(const int32_t *odd, const int32_t *w) {
     return Ops::pcm24(window_sum16<Ops>(odd, w));
 }
 
+// Compiler barrier between the taps of a sum (an empty statement that may
+// touch memory): it keeps each tap's loads next to its products. Hoisted to
+// the top, the loads of a whole row outnumber the registers of 32-bit ARM
+// and go through the stack.
+inline void window_tap_barrier() {
+    __asm__ volatile("" ::: "memory");
+}
+
+// Outputs j and 32 - j of one slot: own-bank values u[k] (even-age) and
+// other-bank values l[k] (odd-age), window words of the pair from w. The
+// same sums as window_sum with first = w, w + 1 and step 2, tap by tap.
+template <class Ops, class Store>
+inline void window_one_slot(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out,
+                            int j, Store store) {
+    int32_t a = window_pair<Ops>(u[0], l[0], w[0]);
+    int32_t b = window_pair<Ops>(u[0], l[0], w[1]);
+    window_tap_barrier();
+    for (int k = 1; k < 8; ++k) {
+        const int32_t uk = u[k], lk = l[k];
+        if (k < 3 || k > 4) {
+            const int32_t *p = k < 3 ? w + 2 * k : w + 14 + 2 * (k - 5);
+            a = window_pair_add<Ops>(a, uk, lk, p[0]);
+            b = window_pair_add<Ops>(b, uk, lk, p[1]);
+        } else {
+            const int32_t *m = w + 6 + 4 * (k - 3);  // j: m[0], m[1]; 32 - j: m[2], m[3]
+            a = Ops::mulhi_round_add(Ops::mulhi_round_add(a, uk, m[0]), lk, m[1]);
+            b = Ops::mulhi_round_add(Ops::mulhi_round_add(b, uk, m[2]), lk, m[3]);
+        }
+        if (k == 2) {
+            a = Ops::asr(a, 2);
+            b = Ops::asr(b, 2);
+        } else if (k == 4) {
+            a = Ops::shl(a, 2);
+            b = Ops::shl(b, 2);
+        }
+        window_tap_barrier();
+    }
+    store.put(out, j, a);
+    store.put(out, 32 - j, b);
+}
+
+// Outputs 0 and 16 of one slot: own-bank upper row 0 from own, other-bank
+// upper row 0 from other, other-bank lower row 15 from other_lower.
+template <class Ops, class Store>
+inline void window_outputs_0_16(const int32_t *own, const int32_t *other,
+                                const int32_t *other_lower, const int32_t *window, int32_t *out,
+                                Store store) {
+    store.put(out, 0, window_sum<Ops>(own, other, window, window + 3, window + 5, window + 7, 1));
+    window_tap_barrier();
+    store.put(out, 16, window_sum16<Ops>(other_lower, window + 310));
+    window_tap_barrier();
+}
+
 // Outputs 0 and 16 of slots 0..8 and all 32 outputs of slot 8 of a half,
 // then the history move that prepares synthesis for the next half.
 template <class Ops, class Store>
-inline void subband_window_1(const int32_t *window, int32_t *out, int32_t *synthesis) {
-    // Outputs 0 and 16 of every slot. Slot k lies in column 4 - k/2 of the
-    // even bank (even k) or 3 - (k - 1)/2 of the odd bank (odd k); its odd-age
-    // taps start at the other bank's column of slot k - 1.
-    for (int k = 0; k < 9; ++k) {
-        const bool even_slot = (k & 1) == 0;
-        const int col = even_slot ? 4 - k / 2 : 3 - (k - 1) / 2;
-        const int other_col = even_slot ? col : col + 1;
-        const int own_upper = even_slot ? kSynthesisEvenUpper : kSynthesisOddUpper;
-        const int other_upper = even_slot ? kSynthesisOddUpper : kSynthesisEvenUpper;
-        const int other_lower = even_slot ? kSynthesisOddLower : kSynthesisEvenLower;
-        Store::put(out, 32 * k,
-                   window_sum<Ops>(synthesis + own_upper + col, synthesis + other_upper + other_col,
-                                   window, window + 3, window + 5, window + 7, 1));
-        Store::put(out, 32 * k + 16,
-                   window_sum16<Ops>(synthesis + other_lower + 12 * 15 + other_col, window + 310));
+inline void subband_window_1(const int32_t *window, int32_t *out, int32_t *synthesis, Store store) {
+    // Outputs 0 and 16 of every slot. Even slot k lies in column 4 - k/2 of
+    // the even bank, its odd-age taps in the same column of the odd bank;
+    // odd slot k in column 3 - (k - 1)/2 of the odd bank, its odd-age taps
+    // one column higher in the even bank (the column of slot k - 1).
+    const int32_t *even_upper = synthesis + kSynthesisEvenUpper,
+                  *odd_upper = synthesis + kSynthesisOddUpper;
+    const int32_t *even_row15 = synthesis + kSynthesisEvenLower + 12 * 15;
+    const int32_t *odd_row15 = synthesis + kSynthesisOddLower + 12 * 15;
+    for (int col = 4; col >= 0; --col) {
+        window_outputs_0_16<Ops>(even_upper + col, odd_upper + col, odd_row15 + col, window,
+                                 out + store.stride() * 32 * (8 - 2 * col), store);
+    }
+    for (int col = 3; col >= 0; --col) {
+        window_outputs_0_16<Ops>(odd_upper + col, even_upper + col + 1, even_row15 + col + 1,
+                                 window, out + store.stride() * 32 * (7 - 2 * col), store);
     }
 
     // The other outputs of slot 8: even bank column 0, odd bank column 0.
     const int32_t *w = window + 10;
     for (int j = 1; j < 16; ++j, w += 20) {
-        const int32_t *u = synthesis + kSynthesisEvenUpper + 12 * j;
-        const int32_t *l = synthesis + kSynthesisOddLower + 12 * (j - 1);
-        // Both sums before either store: the history is read once (the output
-        // may alias it as far as the compiler knows).
-        const int32_t a = window_sum<Ops>(u, l, w, w + 6, w + 10, w + 14, 2);
-        const int32_t b = window_sum<Ops>(u, l, w + 1, w + 8, w + 12, w + 15, 2);
-        Store::put(out, 32 * 8 + j, a);
-        Store::put(out, 32 * 8 + 32 - j, b);
+        window_one_slot<Ops>(synthesis + kSynthesisEvenUpper + 12 * j,
+                             synthesis + kSynthesisOddLower + 12 * (j - 1), w,
+                             out + store.stride() * 32 * 8, j, store);
     }
 
     MP3D_synthesis_history_move(synthesis);
@@ -124,33 +184,32 @@ inline void subband_window_1(const int32_t *window, int32_t *out, int32_t *synth
 // 7 (own bank odd from column 3, odd-age values in the even bank from column
 // 4), then even slots 0, 2, 4, 6 (own bank even from column 4, odd-age values
 // in the odd bank from column 4), both by the set's four-slot schedule
-// Schedule::four_slots<Store>, then outputs 0 and 16, slot 8 and the history
-// move.
+// Schedule::four_slots, then outputs 0 and 16, slot 8 and the history move.
 template <class Ops, class Schedule, class Store>
-inline void polyphase_window_to(int32_t *synthesis, int32_t *out, const int32_t *window) {
-    Schedule::template four_slots<Store>(synthesis + kSynthesisOddUpper + 3,
-                                         synthesis + kSynthesisEvenLower + 4, window,
-                                         out + Store::stride * 32);
-    Schedule::template four_slots<Store>(synthesis + kSynthesisEvenUpper + 4,
-                                         synthesis + kSynthesisOddLower + 4, window, out);
-    subband_window_1<Ops, Store>(window, out, synthesis);
+inline void polyphase_window_to(int32_t *synthesis, int32_t *out, const int32_t *window,
+                                Store store) {
+    Schedule::four_slots(synthesis + kSynthesisOddUpper + 3, synthesis + kSynthesisEvenLower + 4,
+                         window, out + store.stride() * 32, store);
+    Schedule::four_slots(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4,
+                         window, out, store);
+    subband_window_1<Ops>(window, out, synthesis, store);
 }
 
-// The window of half a granule into the caller's output: one instance per
-// stride (1 or 2) and word width.
+// The window of half a granule into the caller's output, one copy of the
+// code per output form (stride 1 or 2, 16-bit or 24-bit words).
 template <class Ops, class Schedule>
 inline void polyphase_window(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
                              const int32_t *window) {
     if (stride == 2) {
         if (no_shift != 0)
-            polyphase_window_to<Ops, Schedule, Pcm_Store<Ops, 2, false>>(synthesis, out, window);
+            polyphase_window_to<Ops, Schedule>(synthesis, out, window, Pcm_Store<Ops, 2, false>{});
         else
-            polyphase_window_to<Ops, Schedule, Pcm_Store<Ops, 2, true>>(synthesis, out, window);
+            polyphase_window_to<Ops, Schedule>(synthesis, out, window, Pcm_Store<Ops, 2, true>{});
     } else {
         if (no_shift != 0)
-            polyphase_window_to<Ops, Schedule, Pcm_Store<Ops, 1, false>>(synthesis, out, window);
+            polyphase_window_to<Ops, Schedule>(synthesis, out, window, Pcm_Store<Ops, 1, false>{});
         else
-            polyphase_window_to<Ops, Schedule, Pcm_Store<Ops, 1, true>>(synthesis, out, window);
+            polyphase_window_to<Ops, Schedule>(synthesis, out, window, Pcm_Store<Ops, 1, true>{});
     }
 }
 

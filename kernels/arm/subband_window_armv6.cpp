@@ -23,7 +23,7 @@ namespace {
 // once for the four outputs.
 template <class Store>
 inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
-                             int32_t *out1, int j) {
+                             int32_t *out1, int j, Store store) {
     using Ops = Armv6_Ops;
     int32_t u_prev = u[-1], l_prev = l[-1];
     int32_t a0 = window_pair<Ops>(u[0], l[0], w[0]), a1 = window_pair<Ops>(u_prev, l_prev, w[0]);
@@ -58,26 +58,30 @@ inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *
         }
         u_prev = uk;
         l_prev = lk;
+        // Each tap's loads stay with its products: hoisted, they outnumber
+        // the registers and go through the stack.
+        __asm__ volatile("" ::: "memory");
     }
-    Store::put(out0, j, a0);
-    Store::put(out0, 32 - j, b0);
-    Store::put(out1, j, a1);
-    Store::put(out1, 32 - j, b1);
+    store.put(out0, j, a0);
+    store.put(out0, 32 - j, b0);
+    store.put(out1, j, a1);
+    store.put(out1, 32 - j, b1);
 }
 
 // Outputs j and 32 - j (j = 1..15) of four slots of one parity (as the
 // portable schedule in kernels/subband_window.cpp), two slots per pass.
 struct Armv6_Window {
+    // Not inlined: the two calls of a half share one copy per output form.
     template <class Store>
-    static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
-                           const int32_t *window, int32_t *out) {
+    [[gnu::noinline]] static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
+                                             const int32_t *window, int32_t *out, Store store) {
         const int32_t *w = window + 10;
         for (int j = 1; j < 16; ++j, w += 20) {
             const int32_t *u = upper_own + 12 * j;
             const int32_t *l = lower_other + 12 * (j - 1);
             for (int slot = 0; slot < 4; slot += 2) {
-                window_two_slots<Store>(u - slot, l - slot, w, out + Store::stride * 64 * slot,
-                                        out + Store::stride * (64 * slot + 64), j);
+                window_two_slots(u - slot, l - slot, w, out + store.stride() * 64 * slot,
+                                 out + store.stride() * (64 * slot + 64), j, store);
             }
         }
     }
