@@ -40,6 +40,7 @@ inline int32_t low_half(int32_t w) {
 struct Portable_Window {
     static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
                            const int32_t *window, int32_t *out, Pcm_Store_Any<Portable_Ops> store);
+    static void history_move(int32_t *synthesis) { MP3D_synthesis_history_move(synthesis); }
 };
 
 void Portable_Window::four_slots(const int32_t *upper_own, const int32_t *lower_other,

@@ -148,8 +148,7 @@ inline void window_outputs_0_16(const int32_t *own, const int32_t *other,
     window_tap_barrier();
 }
 
-// Outputs 0 and 16 of slots 0..8 and all 32 outputs of slot 8 of a half,
-// then the history move that prepares synthesis for the next half.
+// Outputs 0 and 16 of slots 0..8 and all 32 outputs of slot 8 of a half.
 template <class Ops, class Store>
 inline void subband_window_1(const int32_t *window, int32_t *out, int32_t *synthesis, Store store) {
     // Outputs 0 and 16 of every slot. Even slot k lies in column 4 - k/2 of
@@ -176,15 +175,14 @@ inline void subband_window_1(const int32_t *window, int32_t *out, int32_t *synth
                              synthesis + kSynthesisOddLower + 12 * (j - 1), w,
                              out + store.stride() * 32 * 8, j, store);
     }
-
-    MP3D_synthesis_history_move(synthesis);
 }
 
 // The window of half a granule into out (see Pcm_Store): odd slots 1, 3, 5,
 // 7 (own bank odd from column 3, odd-age values in the even bank from column
 // 4), then even slots 0, 2, 4, 6 (own bank even from column 4, odd-age values
 // in the odd bank from column 4), both by the set's four-slot schedule
-// Schedule::four_slots, then outputs 0 and 16, slot 8 and the history move.
+// Schedule::four_slots, then outputs 0 and 16, slot 8 and the set's history
+// move (Schedule::history_move, as MP3D_synthesis_history_move).
 template <class Ops, class Schedule, class Store>
 inline void polyphase_window_to(int32_t *synthesis, int32_t *out, const int32_t *window,
                                 Store store) {
@@ -193,6 +191,7 @@ inline void polyphase_window_to(int32_t *synthesis, int32_t *out, const int32_t 
     Schedule::four_slots(synthesis + kSynthesisEvenUpper + 4, synthesis + kSynthesisOddLower + 4,
                          window, out, store);
     subband_window_1<Ops>(window, out, synthesis, store);
+    Schedule::history_move(synthesis);
 }
 
 // The window of half a granule into the caller's output, one copy of the

@@ -25,6 +25,10 @@ template <class Store>
 inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
                              int32_t *out1, int j, Store store) {
     using Ops = Armv6_Ops;
+    // The words of a pair (outputs j and 32 - j, or the even-age and
+    // odd-age words of a large tap) lie at an even index of the 8-byte
+    // aligned window: one LDRD each.
+    w = static_cast<const int32_t *>(__builtin_assume_aligned(w, 8));
     int32_t u_prev = u[-1], l_prev = l[-1];
     int32_t a0 = window_pair<Ops>(u[0], l[0], w[0]), a1 = window_pair<Ops>(u_prev, l_prev, w[0]);
     int32_t b0 = window_pair<Ops>(u[0], l[0], w[1]), b1 = window_pair<Ops>(u_prev, l_prev, w[1]);
@@ -70,7 +74,38 @@ inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *
 
 // Outputs j and 32 - j (j = 1..15) of four slots of one parity (as the
 // portable schedule in kernels/subband_window.cpp), two slots per pass.
+// History move of one row of both banks (as MP3D_synthesis_history_move):
+// odd columns 4..11 take even columns 0..7, even columns 5..11 odd columns
+// 0..6. Multiple loads and stores move two words a cycle; odd columns 4..6
+// are read first, before the even columns overwrite them.
+inline void move_row(int32_t *odd, int32_t *even) {
+    int32_t *t, *u;
+    __asm__ volatile(
+        "add %[t], %[odd], #16\n\t"
+        "ldm %[even], {r2, r3, r4, r5}\n\t"  // even 0..3
+        "ldm %[t], {r6, r8, r12}\n\t"        // odd 4..6
+        "add %[u], %[even], #16\n\t"
+        "stm %[t]!, {r2, r3, r4, r5}\n\t"  // odd 4..7
+        "ldm %[u], {r2, r3, r4, r5}\n\t"   // even 4..7
+        "add %[u], %[even], #20\n\t"
+        "stm %[t], {r2, r3, r4, r5}\n\t"           // odd 8..11
+        "ldm %[odd], {r2, r3, r4, r5}\n\t"         // odd 0..3
+        "stm %[u], {r2, r3, r4, r5, r6, r8, r12}"  // even 5..11
+        : [t] "=&r"(t), [u] "=&r"(u)
+        : [odd] "r"(odd), [even] "r"(even)
+        : "r2", "r3", "r4", "r5", "r6", "r8", "r12", "memory");
+}
+
 struct Armv6_Window {
+    [[gnu::noinline]] static void history_move(int32_t *synthesis) {
+        for (int part = 0; part < 2; ++part) {
+            int32_t *odd = synthesis + (part ? kSynthesisOddLower : kSynthesisOddUpper);
+            int32_t *even = synthesis + (part ? kSynthesisEvenLower : kSynthesisEvenUpper);
+#pragma GCC unroll 4
+            for (int row = 0; row < 16; ++row, odd += 12, even += 12) move_row(odd, even);
+        }
+    }
+
     // Not inlined: the two calls of a half share one copy per output form.
     template <class Store>
     [[gnu::noinline]] static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
