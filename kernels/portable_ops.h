@@ -15,6 +15,7 @@
 //   mulw_high(a, w)        (a h) >> 16 with h the high half of pair word w
 //   mulw_low(a, w)         (a h) >> 16 with h the low half of w
 //   mulw_high_add/_low_add acc plus the same product
+//   load_pair(p, a, b)     a = p[0], b = p[1] (p 8-byte aligned), p += 2
 //   pcm24(acc)             saturate24(acc >> 3), a window sum as a sample
 //   pcm16(acc)             saturate16(acc >> 11) = pcm24(acc) >> 8, the same
 //                          sample as a 16-bit word (floor division by 2^8
@@ -52,6 +53,12 @@ struct Portable_Ops {
         return wrap_add(acc, mulw_high(a, w));
     }
     static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return wrap_add(acc, mulw_low(a, w)); }
+
+    static void load_pair(const int32_t *&p, int32_t &a, int32_t &b) {
+        a = p[0];
+        b = p[1];
+        p += 2;
+    }
 
     static Lane pcm24(Lane acc) { return saturate24(acc >> 3); }
     static Lane pcm16(Lane acc) { return saturate16(acc >> 11); }

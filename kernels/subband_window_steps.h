@@ -109,19 +109,25 @@ inline void window_tap_barrier() {
 template <class Ops, class Store>
 inline void window_one_slot(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out,
                             int j, Store store) {
-    int32_t a = window_pair<Ops>(u[0], l[0], w[0]);
-    int32_t b = window_pair<Ops>(u[0], l[0], w[1]);
+    // The window words of the pair are read in order, two at a time: per
+    // small tap the pair words of j and 32 - j, per large tap the even-age
+    // and odd-age words of j, then of 32 - j.
+    int32_t wa, wb;
+    Ops::load_pair(w, wa, wb);
+    int32_t a = window_pair<Ops>(u[0], l[0], wa);
+    int32_t b = window_pair<Ops>(u[0], l[0], wb);
     window_tap_barrier();
     for (int k = 1; k < 8; ++k) {
         const int32_t uk = u[k], lk = l[k];
         if (k < 3 || k > 4) {
-            const int32_t *p = k < 3 ? w + 2 * k : w + 14 + 2 * (k - 5);
-            a = window_pair_add<Ops>(a, uk, lk, p[0]);
-            b = window_pair_add<Ops>(b, uk, lk, p[1]);
+            Ops::load_pair(w, wa, wb);
+            a = window_pair_add<Ops>(a, uk, lk, wa);
+            b = window_pair_add<Ops>(b, uk, lk, wb);
         } else {
-            const int32_t *m = w + 6 + 4 * (k - 3);  // j: m[0], m[1]; 32 - j: m[2], m[3]
-            a = Ops::mulhi_round_add(Ops::mulhi_round_add(a, uk, m[0]), lk, m[1]);
-            b = Ops::mulhi_round_add(Ops::mulhi_round_add(b, uk, m[2]), lk, m[3]);
+            Ops::load_pair(w, wa, wb);
+            a = Ops::mulhi_round_add(Ops::mulhi_round_add(a, uk, wa), lk, wb);
+            Ops::load_pair(w, wa, wb);
+            b = Ops::mulhi_round_add(Ops::mulhi_round_add(b, uk, wa), lk, wb);
         }
         if (k == 2) {
             a = Ops::asr(a, 2);

@@ -25,29 +25,33 @@ template <class Store>
 inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
                              int32_t *out1, int j, Store store) {
     using Ops = Armv6_Ops;
-    // The words of a pair (outputs j and 32 - j, or the even-age and
-    // odd-age words of a large tap) lie at an even index of the 8-byte
-    // aligned window: one LDRD each.
-    w = static_cast<const int32_t *>(__builtin_assume_aligned(w, 8));
+    // The window words of the row are read in order with LDRD (the window
+    // is 8-byte aligned, every pair at an even index): per small tap the
+    // pair words of j and 32 - j, per large tap the even-age and odd-age
+    // words of j, then of 32 - j.
+    int32_t wa, wb;
+    Ops::load_pair(w, wa, wb);
     int32_t u_prev = u[-1], l_prev = l[-1];
-    int32_t a0 = window_pair<Ops>(u[0], l[0], w[0]), a1 = window_pair<Ops>(u_prev, l_prev, w[0]);
-    int32_t b0 = window_pair<Ops>(u[0], l[0], w[1]), b1 = window_pair<Ops>(u_prev, l_prev, w[1]);
+    int32_t a0 = window_pair<Ops>(u[0], l[0], wa), a1 = window_pair<Ops>(u_prev, l_prev, wa);
+    int32_t b0 = window_pair<Ops>(u[0], l[0], wb), b1 = window_pair<Ops>(u_prev, l_prev, wb);
     u_prev = u[0];
     l_prev = l[0];
+    window_tap_barrier();
     for (int k = 1; k < 8; ++k) {
         const int32_t uk = u[k], lk = l[k];
         if (k < 3 || k > 4) {
-            const int32_t *p = k < 3 ? w + 2 * k : w + 14 + 2 * (k - 5);
-            a0 = window_pair_add<Ops>(a0, uk, lk, p[0]);
-            a1 = window_pair_add<Ops>(a1, u_prev, l_prev, p[0]);
-            b0 = window_pair_add<Ops>(b0, uk, lk, p[1]);
-            b1 = window_pair_add<Ops>(b1, u_prev, l_prev, p[1]);
+            Ops::load_pair(w, wa, wb);
+            a0 = window_pair_add<Ops>(a0, uk, lk, wa);
+            a1 = window_pair_add<Ops>(a1, u_prev, l_prev, wa);
+            b0 = window_pair_add<Ops>(b0, uk, lk, wb);
+            b1 = window_pair_add<Ops>(b1, u_prev, l_prev, wb);
         } else {
-            const int32_t *m = w + 6 + 4 * (k - 3);  // j: m[0], m[1]; 32 - j: m[2], m[3]
-            a0 = Ops::mulhi_round_add(Ops::mulhi_round_add(a0, uk, m[0]), lk, m[1]);
-            a1 = Ops::mulhi_round_add(Ops::mulhi_round_add(a1, u_prev, m[0]), l_prev, m[1]);
-            b0 = Ops::mulhi_round_add(Ops::mulhi_round_add(b0, uk, m[2]), lk, m[3]);
-            b1 = Ops::mulhi_round_add(Ops::mulhi_round_add(b1, u_prev, m[2]), l_prev, m[3]);
+            Ops::load_pair(w, wa, wb);
+            a0 = Ops::mulhi_round_add(Ops::mulhi_round_add(a0, uk, wa), lk, wb);
+            a1 = Ops::mulhi_round_add(Ops::mulhi_round_add(a1, u_prev, wa), l_prev, wb);
+            Ops::load_pair(w, wa, wb);
+            b0 = Ops::mulhi_round_add(Ops::mulhi_round_add(b0, uk, wa), lk, wb);
+            b1 = Ops::mulhi_round_add(Ops::mulhi_round_add(b1, u_prev, wa), l_prev, wb);
         }
         if (k == 2) {
             a0 = Ops::asr(a0, 2);
@@ -62,9 +66,7 @@ inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *
         }
         u_prev = uk;
         l_prev = lk;
-        // Each tap's loads stay with its products: hoisted, they outnumber
-        // the registers and go through the stack.
-        __asm__ volatile("" ::: "memory");
+        window_tap_barrier();
     }
     store.put(out0, j, a0);
     store.put(out0, 32 - j, b0);
@@ -114,6 +116,7 @@ struct Armv6_Window {
         for (int j = 1; j < 16; ++j, w += 20) {
             const int32_t *u = upper_own + 12 * j;
             const int32_t *l = lower_other + 12 * (j - 1);
+#pragma GCC unroll 2
             for (int slot = 0; slot < 4; slot += 2) {
                 window_two_slots(u - slot, l - slot, w, out + store.stride() * 64 * slot,
                                  out + store.stride() * (64 * slot + 64), j, store);
