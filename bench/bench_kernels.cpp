@@ -242,7 +242,7 @@ BENCHMARK(BM_Dct32Avx2);
 void BM_SynthesisWindow(benchmark::State &st) {
     std::vector<int32_t> synthesis = random_words(768, 24, 13), pcm(288);
     for (auto _ : st) {
-        MP3D_polyphase_window(synthesis.data(), pcm.data(), window_lf);
+        MP3D_polyphase_window(synthesis.data(), pcm.data(), 1, 1, window_lf);
         benchmark::ClobberMemory();
     }
     st.SetItemsProcessed(st.iterations() * 288);
@@ -258,7 +258,7 @@ void BM_SynthesisWindowAvx2(benchmark::State &st) {
     }
     std::vector<int32_t> synthesis = random_words(768, 24, 13), pcm(288);
     for (auto _ : st) {
-        avx2->polyphase_window(synthesis.data(), pcm.data(), window_lf);
+        avx2->polyphase_window(synthesis.data(), pcm.data(), 1, 1, window_lf);
         benchmark::ClobberMemory();
     }
     st.SetItemsProcessed(st.iterations() * 288);

@@ -86,15 +86,15 @@ int32_t Mp3_Decode_Frame(int32_t *output, MP3D_Decoder_State *state) {
         III_reorder(x, granule, state->frame_params, state);
         III_hybrid(x, x, ch, granule, state);
         int32_t *synthesis = state->synthesis_buffer + kSynthesisWords * ch;
+        // The window writes the samples straight into the caller's buffer,
+        // interleaved and (unless pcm_no_shift) shifted to 16 bits.
+        const int stride = channels == 2 ? 2 : 1;
         for (int half = 0; half < 2; ++half) {
-            int32_t *pcm = state->pcm_buffer + kHalfGranuleSamples * half;
             state->kernels->subband_dct9(x, half, synthesis);
-            state->kernels->polyphase_window(synthesis, pcm, state->tables.window_lf);
+            state->kernels->polyphase_window(
+                synthesis, output + ch + stride * kHalfGranuleSamples * half, stride,
+                state->config->pcm_no_shift, state->tables.window_lf);
         }
-        // The shift to 16 bits (unless pcm_no_shift) is applied while
-        // interleaving into the caller's buffer, in one pass over the granule.
-        Mp3_pcm_deliver(output + ch, state->pcm_buffer, kSpectralWords, channels == 2 ? 2 : 1,
-                        state->config->pcm_no_shift);
     }
     return MP3D_OK;
 }

@@ -8,7 +8,6 @@
 #include "decoder/mp2_bitalloc.h"
 #include "decoder/mp2_dequantize.h"
 #include "kernels/kernel_set.h"
-#include "kernels/memory.h"
 
 namespace mp3d {
 
@@ -16,11 +15,10 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
     const MP3D_Frame_Params *fp = state->frame_params;
     const int channels = fp->channels > 1 ? 2 : 1;
 
-    // Working storage of this call (about 10 KB): the synthesis input of half
-    // a frame per channel (sample t of subband sb at 18*sb + t, Q26), the PCM
-    // staging of one channel, and the frame's plan.
+    // Working storage of this call (about 8 KB): the synthesis input of half
+    // a frame per channel (sample t of subband sb at 18*sb + t, Q26) and the
+    // frame's plan.
     int32_t samples[2 * kSpectralWords];
-    int32_t staging[kSpectralWords];
     Mp2Plan plan;
 
     MP2D_decode_bitalloc(state->mp2_allocation, fp, state);
@@ -42,14 +40,15 @@ int32_t MP2D_decode_frame(int32_t *output, MP3D_Decoder_State *state) {
         MP2D_dequantize_half(samples, &plan, h, state);
         for (int ch = 0; ch < channels; ++ch) {
             int32_t *synthesis = state->synthesis_buffer + kSynthesisWords * ch;
+            // The window writes straight into the caller's buffer,
+            // interleaved and shifted.
+            int32_t *out = output + channels * kSpectralWords * h + ch;
             for (int hh = 0; hh < 2; ++hh) {
                 state->kernels->subband_dct9(samples + kSpectralWords * ch, hh, synthesis);
-                state->kernels->polyphase_window(synthesis, staging + kHalfGranuleSamples * hh,
-                                                 state->tables.window_lf);
+                state->kernels->polyphase_window(
+                    synthesis, out + channels * kHalfGranuleSamples * hh, channels,
+                    state->config->pcm_no_shift, state->tables.window_lf);
             }
-            // Output shift and interleaving in one pass.
-            Mp3_pcm_deliver(output + channels * kSpectralWords * h + ch, staging, kSpectralWords,
-                            channels, state->config->pcm_no_shift);
         }
     }
     return 0;

@@ -90,6 +90,11 @@ constexpr int32_t saturate24(int32_t v) {
     return v > 8388607 ? 8388607 : (v < -8388608 ? -8388608 : v);
 }
 
+// Clamp to the signed 16-bit range.
+constexpr int32_t saturate16(int32_t v) {
+    return v > 32767 ? 32767 : (v < -32768 ? -32768 : v);
+}
+
 }  // namespace mp3d
 
 #endif  // MP3D_KERNELS_FIXED_POINT_H

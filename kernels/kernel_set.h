@@ -22,9 +22,11 @@ struct MP3D_Kernel_Set {
     const char *name;  // "portable", "avx2", "armv6"
     // DCT of the nine slots of one half granule into the history.
     void (*subband_dct9)(const int32_t *samples, int half, int32_t *synthesis);
-    // Window of one half granule into kHalfGranuleSamples samples, then the
-    // history move.
-    int32_t (*polyphase_window)(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+    // Window of one half granule into kHalfGranuleSamples samples of the
+    // caller's output, sample s at out[stride * s], 24-bit words or (no_shift
+    // zero) those words shifted right by 8; then the history move.
+    void (*polyphase_window)(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                             const int32_t *window);
     // A run of long-block subbands of one channel (as MP3D_hybrid_long,
     // kernels/imdct_winola.h): alias butterflies, 36-point IMDCT, window,
     // overlap.

@@ -15,7 +15,12 @@
 //   mulw_high(a, w)        (a h) >> 16 with h the high half of pair word w
 //   mulw_low(a, w)         (a h) >> 16 with h the low half of w
 //   mulw_high_add/_low_add acc plus the same product
+//   load_pair(p, a, b)     a = p[0], b = p[1] (p 8-byte aligned), p += 2
 //   pcm24(acc)             saturate24(acc >> 3), a window sum as a sample
+//   pcm16(acc)             saturate16(acc >> 11) = pcm24(acc) >> 8, the same
+//                          sample as a 16-bit word (floor division by 2^8
+//                          commutes with a clamp whose bounds it maps onto
+//                          the 16-bit bounds)
 #ifndef MP3D_KERNELS_PORTABLE_OPS_H
 #define MP3D_KERNELS_PORTABLE_OPS_H
 
@@ -49,7 +54,14 @@ struct Portable_Ops {
     }
     static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return wrap_add(acc, mulw_low(a, w)); }
 
+    static void load_pair(const int32_t *&p, int32_t &a, int32_t &b) {
+        a = p[0];
+        b = p[1];
+        p += 2;
+    }
+
     static Lane pcm24(Lane acc) { return saturate24(acc >> 3); }
+    static Lane pcm16(Lane acc) { return saturate16(acc >> 11); }
 };
 
 // Mul(a, c) = 2 mulhi_round(a, c) for a Q31 coefficient c, on any record.

@@ -150,8 +150,20 @@ inline void recombine_store(const int32_t *e, const int32_t *f, const int32_t *g
     }
 }
 
-// One slot: the four fold groups, the four 8-point DCTs and the
-// recombination, with a barrier between steps.
+// Stores X[i] where the history wants it: X[16 + r] at upper[12 r], -X[15 - r]
+// at lower[12 r].
+inline void store_x(int i, int32_t x, int32_t *upper, int32_t *lower) {
+    if (i >= 16)
+        upper[12 * (i - 16)] = x;
+    else
+        lower[12 * (15 - i)] = wrap_neg(x);
+}
+
+// One slot: the four fold groups, the four 8-point DCTs, with a barrier
+// between steps, and the recombination of recombine_store, each output
+// stored as soon as it is made: X[4k] straight from E, the chain
+// X[4k + 2] = 2 F8[k] - X[4k - 2] right after F, and the odd chain from G
+// (kept) and H. The recombination is exact, so its order is free.
 template <bool kInvert, class Ops>
 inline void fastdct32_slot(const int32_t *slot, int32_t *upper, int32_t *lower, const int32_t *c8,
                            const int32_t *c32) {
@@ -164,16 +176,37 @@ inline void fastdct32_slot(const int32_t *slot, int32_t *upper, int32_t *lower, 
     stage_barrier();
     fold_group<kInvert, Ops>(slot, c32 + 18, 3, scratch);
     stage_barrier();
-    int32_t e[8], f[8], g[8], h[8];
-    dct8<false, Ops>(scratch, c8, e);
+    int32_t v[8];
+    dct8<false, Ops>(scratch, c8, v);
+    for (int k = 0; k < 8; ++k) store_x(4 * k, v[k], upper, lower);
     stage_barrier();
-    dct8<true, Ops>(scratch + 8, c8, f);
+    dct8<true, Ops>(scratch + 8, c8, v);
+    int32_t x = v[0];
+    store_x(2, x, upper, lower);
+    for (int k = 1; k < 8; ++k) {
+        x = wrap_sub(v[k], x);
+        store_x(4 * k + 2, x, upper, lower);
+    }
     stage_barrier();
+    int32_t g[8];
     dct8<true, Ops>(scratch + 16, c8, g);
     stage_barrier();
-    dct8<true, Ops>(scratch + 24, c8, h);
-    stage_barrier();
-    recombine_store(e, f, g, h, upper, lower);
+    dct8<true, Ops>(scratch + 24, c8, v);
+    // X[1] = G8[0]; 2 Y[1] = 2 H8[0] (doubled: v[0] = H8[0]), X[3] = 2 Y[1] - X[1];
+    // then X[4k + 1] = 2 G8[k] - X[4k - 1], 2 Y[2k + 1] = 2 (2 H8[k]) - 2 Y[2k - 1],
+    // X[4k + 3] = 2 Y[2k + 1] - X[4k + 1].
+    x = g[0];
+    store_x(1, x, upper, lower);
+    int32_t y = wrap_shl(v[0], 1);
+    x = wrap_sub(y, x);
+    store_x(3, x, upper, lower);
+    for (int k = 1; k < 8; ++k) {
+        x = wrap_sub(g[k], x);
+        store_x(4 * k + 1, x, upper, lower);
+        y = wrap_sub(wrap_shl(v[k], 1), y);
+        x = wrap_sub(y, x);
+        store_x(4 * k + 3, x, upper, lower);
+    }
 }
 
 // The DCT stage of half a granule with the set's one-slot transform

@@ -27,14 +27,25 @@ inline int32_t low_half(int32_t w) {
     return static_cast<int16_t>(w);
 }
 
-}  // namespace
-
 // The portable schedule of four slots: plain C with 64-bit products, where
 // multiplying by a sign-extended coefficient costs as much as by any word,
 // so the pair words are unpacked once per output pair instead of per
 // product. (The ARMv6 schedule multiplies by the halves as stored.)
-void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
-                         const int32_t *window, int32_t *pcm) {
+//
+// Outputs j and 32 - j (j = 1..15) of four slots of one parity, two at a
+// time. upper_own: row 0 of the upper part of the first slot's own bank at
+// its column; lower_other: row 0 of the lower part of the other bank at the
+// column of the slot one older. Each following slot is one column lower and
+// 64 samples further in out (slot k + 2). window: window_lf.
+struct Portable_Window {
+    static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
+                           const int32_t *window, int32_t *out, Pcm_Store_Any<Portable_Ops> store);
+    static void history_move(int32_t *synthesis) { MP3D_synthesis_history_move(synthesis); }
+};
+
+void Portable_Window::four_slots(const int32_t *upper_own, const int32_t *lower_other,
+                                 const int32_t *window, int32_t *out,
+                                 Pcm_Store_Any<Portable_Ops> store) {
     // Per output pair j, 32 - j the window words are unpacked once into
     // sign-extended coefficients (the halves of the pair words, the full
     // words of the large taps) and serve all four slots; one slot's pair of
@@ -60,7 +71,6 @@ void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
         for (int slot = 0; slot < 4; ++slot) {
             const int32_t *u = upper_own - slot + 12 * j;
             const int32_t *l = lower_other - slot + 12 * (j - 1);
-            int32_t *out = pcm + 64 * slot;
             for (int set = 0; set < 2; ++set) {
                 const int64_t(*cs)[2] = c[set];
                 auto small = [&](int k) {
@@ -76,15 +86,13 @@ void MP3D_subband_window(const int32_t *upper_own, const int32_t *lower_other,
                 const int32_t mid = wrap_add(first >> 2, wrap_add(large(3), large(4)));
                 const int32_t acc =
                     wrap_add(wrap_shl(mid, 2), wrap_add(wrap_add(small(5), small(6)), small(7)));
-                out[set == 0 ? j : 32 - j] = Portable_Ops::pcm24(acc);
+                store.put(out, 64 * slot + (set == 0 ? j : 32 - j), acc);
             }
         }
     }
 }
 
-void MP3D_subband_window_1(const int32_t *window, int32_t *pcm, int32_t *synthesis) {
-    subband_window_1<Portable_Ops>(window, pcm, synthesis);
-}
+}  // namespace
 
 void MP3D_synthesis_history_move(int32_t *synthesis) {
     // In both parts: odd-bank columns 4..11 take the even-bank columns 0..7
@@ -102,8 +110,12 @@ void MP3D_synthesis_history_move(int32_t *synthesis) {
     }
 }
 
-int32_t MP3D_polyphase_window(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-    return polyphase_window<Portable_Ops, MP3D_subband_window>(synthesis, pcm, window);
+void MP3D_polyphase_window(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                           const int32_t *window) {
+    // One copy of the code for every output form: the portable set is the
+    // reference, its stores are a small part of its time.
+    polyphase_window_to<Portable_Ops, Portable_Window>(
+        synthesis, out, window, Pcm_Store_Any<Portable_Ops>{stride, no_shift});
 }
 
 }  // namespace mp3d

@@ -8,7 +8,8 @@ namespace mp3d {
 // odd-age coefficient, units of 2^-16. Full words (taps 3 and 4): units of 2^-30.
 // Words 0..9 output 0; 10 + 20 (j - 1) .. outputs j and 32 - j; 310..313 output 16
 // (odd-age taps only; low half of 311 is tap 3 as (D_int - 1) / 4); 314..317 unused.
-const int32_t window_lf[318] = {
+// 8-byte aligned: the words of a pair of outputs load two at a time.
+alignas(8) const int32_t window_lf[318] = {
     29, 13959627, 133501985, 107708416, 614219776, 1229422592, -614219776, 430894047, 133561909, 14024675,
     -31, 1769264, 14351865, 26343409, 131132019, 313844770, 97632256, -644481024, 583925760, -1228668928,
     1228668928, 583925760, -644481024, -97632256, 467538612, -361498576, 135201169, -33947866, 13631514, -2031615,

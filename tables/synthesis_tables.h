@@ -6,7 +6,7 @@
 
 namespace mp3d {
 
-extern const int32_t window_lf[318];
+alignas(8) extern const int32_t window_lf[318];  // 8-byte aligned
 extern const int32_t dct32_II_coeff[24];
 extern const int32_t dct8_II_coeff[10];
 

@@ -14,6 +14,8 @@
 //   smmlar(acc, a, b)    = mulhi_round_add(acc, a, b)             SMMLAR
 //   smmlsr(acc, a, b)    = mulhi_round_sub(acc, a, b)             SMMLSR
 //   ssat24_asr3(a)       = saturate24(a >> 3)                     SSAT #24, ASR #3
+//   ssat16_asr11(a)      = saturate16(a >> 11)                    SSAT #16, ASR #11
+//   ldrd_advance(p)      = p[0], p[1]; p += 2 (p 8-byte aligned)  LDRD post-indexed
 //
 // SMLAW adds the upper 32 bits of the 48-bit product to the accumulator
 // modulo 2^32 (an overflow only sets the sticky Q flag, which nothing
@@ -89,6 +91,22 @@ inline int32_t ssat24_asr3(int32_t a) {
     return r;
 }
 
+inline int32_t ssat16_asr11(int32_t a) {
+    int32_t r;
+    __asm__("ssat %0, #16, %1, asr #11" : "=r"(r) : "r"(a));
+    return r;
+}
+
+// The two words at p in one load (a register pair: low word p[0]), then p
+// advanced past them. The memory operand tells the compiler what is read.
+inline uint64_t ldrd_advance(const int32_t *&p) {
+    uint64_t v;
+    __asm__("ldrd %Q0, %R0, [%1], #8"
+            : "=r"(v), "+r"(p)
+            : "m"(*reinterpret_cast<const int32_t(*)[2]>(p)));
+    return v;
+}
+
 }  // namespace mp3d::armv6
 
 namespace mp3d {
@@ -107,7 +125,14 @@ struct Armv6_Ops : Portable_Ops {
     static Lane mulw_high_add(Lane acc, Lane a, int32_t w) { return armv6::smlawt(acc, a, w); }
     static Lane mulw_low_add(Lane acc, Lane a, int32_t w) { return armv6::smlawb(acc, a, w); }
 
+    static void load_pair(const int32_t *&p, int32_t &a, int32_t &b) {
+        const uint64_t v = armv6::ldrd_advance(p);
+        a = static_cast<int32_t>(static_cast<uint32_t>(v));
+        b = static_cast<int32_t>(static_cast<uint32_t>(v >> 32));
+    }
+
     static Lane pcm24(Lane acc) { return armv6::ssat24_asr3(acc); }
+    static Lane pcm16(Lane acc) { return armv6::ssat16_asr11(acc); }
 };
 
 }  // namespace mp3d

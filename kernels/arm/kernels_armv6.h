@@ -19,14 +19,11 @@ void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *uppe
                                   int32_t *lower_dest, const int32_t *dct8_coeff,
                                   const int32_t *dct32_coeff);
 
-// As MP3D_subband_window (kernels/subband_window.h).
-void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_other,
-                               const int32_t *window, int32_t *pcm);
-
 // As MP3D_subband_dct9 (kernels/subband_fdct32.h) and MP3D_polyphase_window
 // (kernels/subband_window.h).
 void MP3D_subband_dct9_armv6(const int32_t *samples, int half, int32_t *synthesis);
-int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+void MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                                 const int32_t *window);
 
 // As MP3D_hybrid_long and MP3D_hybrid_short (kernels/imdct_winola.h).
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,

@@ -21,28 +21,37 @@ namespace {
 // reads its taps at u[k], l[k], slot 1 one column lower, so slot 1's tap k
 // is slot 0's tap k - 1 and every history value and window word is loaded
 // once for the four outputs.
+template <class Store>
 inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *w, int32_t *out0,
-                             int32_t *out1, int j) {
+                             int32_t *out1, int j, Store store) {
     using Ops = Armv6_Ops;
+    // The window words of the row are read in order with LDRD (the window
+    // is 8-byte aligned, every pair at an even index): per small tap the
+    // pair words of j and 32 - j, per large tap the even-age and odd-age
+    // words of j, then of 32 - j.
+    int32_t wa, wb;
+    Ops::load_pair(w, wa, wb);
     int32_t u_prev = u[-1], l_prev = l[-1];
-    int32_t a0 = window_pair<Ops>(u[0], l[0], w[0]), a1 = window_pair<Ops>(u_prev, l_prev, w[0]);
-    int32_t b0 = window_pair<Ops>(u[0], l[0], w[1]), b1 = window_pair<Ops>(u_prev, l_prev, w[1]);
+    int32_t a0 = window_pair<Ops>(u[0], l[0], wa), a1 = window_pair<Ops>(u_prev, l_prev, wa);
+    int32_t b0 = window_pair<Ops>(u[0], l[0], wb), b1 = window_pair<Ops>(u_prev, l_prev, wb);
     u_prev = u[0];
     l_prev = l[0];
+    window_tap_barrier();
     for (int k = 1; k < 8; ++k) {
         const int32_t uk = u[k], lk = l[k];
         if (k < 3 || k > 4) {
-            const int32_t *p = k < 3 ? w + 2 * k : w + 14 + 2 * (k - 5);
-            a0 = window_pair_add<Ops>(a0, uk, lk, p[0]);
-            a1 = window_pair_add<Ops>(a1, u_prev, l_prev, p[0]);
-            b0 = window_pair_add<Ops>(b0, uk, lk, p[1]);
-            b1 = window_pair_add<Ops>(b1, u_prev, l_prev, p[1]);
+            Ops::load_pair(w, wa, wb);
+            a0 = window_pair_add<Ops>(a0, uk, lk, wa);
+            a1 = window_pair_add<Ops>(a1, u_prev, l_prev, wa);
+            b0 = window_pair_add<Ops>(b0, uk, lk, wb);
+            b1 = window_pair_add<Ops>(b1, u_prev, l_prev, wb);
         } else {
-            const int32_t *m = w + 6 + 4 * (k - 3);  // j: m[0], m[1]; 32 - j: m[2], m[3]
-            a0 = Ops::mulhi_round_add(Ops::mulhi_round_add(a0, uk, m[0]), lk, m[1]);
-            a1 = Ops::mulhi_round_add(Ops::mulhi_round_add(a1, u_prev, m[0]), l_prev, m[1]);
-            b0 = Ops::mulhi_round_add(Ops::mulhi_round_add(b0, uk, m[2]), lk, m[3]);
-            b1 = Ops::mulhi_round_add(Ops::mulhi_round_add(b1, u_prev, m[2]), l_prev, m[3]);
+            Ops::load_pair(w, wa, wb);
+            a0 = Ops::mulhi_round_add(Ops::mulhi_round_add(a0, uk, wa), lk, wb);
+            a1 = Ops::mulhi_round_add(Ops::mulhi_round_add(a1, u_prev, wa), l_prev, wb);
+            Ops::load_pair(w, wa, wb);
+            b0 = Ops::mulhi_round_add(Ops::mulhi_round_add(b0, uk, wa), lk, wb);
+            b1 = Ops::mulhi_round_add(Ops::mulhi_round_add(b1, u_prev, wa), l_prev, wb);
         }
         if (k == 2) {
             a0 = Ops::asr(a0, 2);
@@ -57,29 +66,70 @@ inline void window_two_slots(const int32_t *u, const int32_t *l, const int32_t *
         }
         u_prev = uk;
         l_prev = lk;
+        window_tap_barrier();
     }
-    out0[j] = Ops::pcm24(a0);
-    out0[32 - j] = Ops::pcm24(b0);
-    out1[j] = Ops::pcm24(a1);
-    out1[32 - j] = Ops::pcm24(b1);
+    store.put(out0, j, a0);
+    store.put(out0, 32 - j, b0);
+    store.put(out1, j, a1);
+    store.put(out1, 32 - j, b1);
 }
+
+// Outputs j and 32 - j (j = 1..15) of four slots of one parity (as the
+// portable schedule in kernels/subband_window.cpp), two slots per pass.
+// History move of one row of both banks (as MP3D_synthesis_history_move):
+// odd columns 4..11 take even columns 0..7, even columns 5..11 odd columns
+// 0..6. Multiple loads and stores move two words a cycle; odd columns 4..6
+// are read first, before the even columns overwrite them.
+inline void move_row(int32_t *odd, int32_t *even) {
+    int32_t *t, *u;
+    __asm__ volatile(
+        "add %[t], %[odd], #16\n\t"
+        "ldm %[even], {r2, r3, r4, r5}\n\t"  // even 0..3
+        "ldm %[t], {r6, r8, r12}\n\t"        // odd 4..6
+        "add %[u], %[even], #16\n\t"
+        "stm %[t]!, {r2, r3, r4, r5}\n\t"  // odd 4..7
+        "ldm %[u], {r2, r3, r4, r5}\n\t"   // even 4..7
+        "add %[u], %[even], #20\n\t"
+        "stm %[t], {r2, r3, r4, r5}\n\t"           // odd 8..11
+        "ldm %[odd], {r2, r3, r4, r5}\n\t"         // odd 0..3
+        "stm %[u], {r2, r3, r4, r5, r6, r8, r12}"  // even 5..11
+        : [t] "=&r"(t), [u] "=&r"(u)
+        : [odd] "r"(odd), [even] "r"(even)
+        : "r2", "r3", "r4", "r5", "r6", "r8", "r12", "memory");
+}
+
+struct Armv6_Window {
+    [[gnu::noinline]] static void history_move(int32_t *synthesis) {
+        for (int part = 0; part < 2; ++part) {
+            int32_t *odd = synthesis + (part ? kSynthesisOddLower : kSynthesisOddUpper);
+            int32_t *even = synthesis + (part ? kSynthesisEvenLower : kSynthesisEvenUpper);
+#pragma GCC unroll 4
+            for (int row = 0; row < 16; ++row, odd += 12, even += 12) move_row(odd, even);
+        }
+    }
+
+    // Not inlined: the two calls of a half share one copy per output form.
+    template <class Store>
+    [[gnu::noinline]] static void four_slots(const int32_t *upper_own, const int32_t *lower_other,
+                                             const int32_t *window, int32_t *out, Store store) {
+        const int32_t *w = window + 10;
+        for (int j = 1; j < 16; ++j, w += 20) {
+            const int32_t *u = upper_own + 12 * j;
+            const int32_t *l = lower_other + 12 * (j - 1);
+#pragma GCC unroll 2
+            for (int slot = 0; slot < 4; slot += 2) {
+                window_two_slots(u - slot, l - slot, w, out + store.stride() * 64 * slot,
+                                 out + store.stride() * (64 * slot + 64), j, store);
+            }
+        }
+    }
+};
 
 }  // namespace
 
-void MP3D_subband_window_armv6(const int32_t *upper_own, const int32_t *lower_other,
-                               const int32_t *window, int32_t *pcm) {
-    const int32_t *w = window + 10;
-    for (int j = 1; j < 16; ++j, w += 20) {
-        const int32_t *u = upper_own + 12 * j;
-        const int32_t *l = lower_other + 12 * (j - 1);
-        for (int slot = 0; slot < 4; slot += 2) {
-            window_two_slots(u - slot, l - slot, w, pcm + 64 * slot, pcm + 64 * slot + 64, j);
-        }
-    }
-}
-
-int32_t MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
-    return polyphase_window<Armv6_Ops, MP3D_subband_window_armv6>(synthesis, pcm, window);
+void MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                                 const int32_t *window) {
+    polyphase_window<Armv6_Ops, Armv6_Window>(synthesis, out, stride, no_shift, window);
 }
 
 }  // namespace mp3d

@@ -14,7 +14,8 @@ void MP3D_subband_dct9_avx2(const int32_t *samples, int half, int32_t *synthesis
 // As MP3D_polyphase_window (kernels/subband_window.h): all kHalfGranuleSamples
 // outputs of a half and the history move. window must be window_lf (the kernel relies on
 // the small size of its pair-word coefficients).
-int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window);
+void MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                                const int32_t *window);
 
 // As MP3D_hybrid_long (kernels/imdct_winola.h): the same output, overlap and
 // recorded block types.

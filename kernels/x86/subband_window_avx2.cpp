@@ -45,6 +45,7 @@
 #include <immintrin.h>
 
 #include "kernels/fixed_point.h"
+#include "kernels/memory.h"
 #include "kernels/portable_ops.h"
 #include "kernels/subband_window.h"
 #include "kernels/subband_window_steps.h"
@@ -359,7 +360,11 @@ void move_history(int32_t *odd, int32_t *even) {
 
 }  // namespace
 
-int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32_t *window) {
+void MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
+                                const int32_t *window) {
+    // The vector batches store whole slots of 24-bit words; they go to the
+    // caller's output (interleaved, shifted for 16-bit words) in one pass.
+    alignas(32) int32_t pcm[kHalfGranuleSamples];
     // The batches read the window words from window_lf_lanes, window_lf
     // rearranged by lanes: window is window_lf, the only window there is.
     // Values from 0x7fff8000 up need the exact form of the 16-bit products.
@@ -368,7 +373,7 @@ int32_t MP3D_polyphase_window_avx2(int32_t *synthesis, int32_t *pcm, const int32
     outputs16(synthesis, window, pcm);
     move_history(synthesis + kSynthesisOddUpper, synthesis + kSynthesisEvenUpper);
     move_history(synthesis + kSynthesisOddLower, synthesis + kSynthesisEvenLower);
-    return 0;
+    Mp3_pcm_deliver(out, pcm, kHalfGranuleSamples, stride, no_shift);
 }
 
 }  // namespace mp3d

@@ -76,13 +76,46 @@ TEST_F(KernelSets, SynthesisHalvesMatchPortable) {
                     kPortableKernels.subband_dct9(samples.data(), half, hist_p.data());
                     set->subband_dct9(samples.data(), half, hist_v.data());
                     ASSERT_EQ(hist_p, hist_v) << "DCT, half " << half;
-                    // One word of margin on either side of the 288 outputs.
-                    std::vector<int32_t> pcm_p(290, 0x5a5a5a5a), pcm_v = pcm_p;
-                    kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data() + 1, window_lf);
-                    set->polyphase_window(hist_v.data(), pcm_v.data() + 1, window_lf);
-                    ASSERT_EQ(pcm_p, pcm_v) << "PCM, half " << half;
+                    // Every output form in turn: stride 1 or 2, 24-bit or
+                    // 16-bit words. One word of margin on either side; at
+                    // stride 2 the other channel's words lie between.
+                    const int mode = (round + 2 * granule + half) % 4;
+                    const int stride = 1 + mode % 2;
+                    const int32_t no_shift = mode / 2;
+                    std::vector<int32_t> pcm_p(288 * stride + 2, 0x5a5a5a5a), pcm_v = pcm_p;
+                    kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data() + 1, stride,
+                                                      no_shift, window_lf);
+                    set->polyphase_window(hist_v.data(), pcm_v.data() + 1, stride, no_shift,
+                                          window_lf);
+                    ASSERT_EQ(pcm_p, pcm_v) << "PCM, half " << half << " mode " << mode;
                     ASSERT_EQ(hist_p, hist_v) << "history move, half " << half;
                 }
+            }
+        }
+    }
+}
+
+// A long run of halves (20 granules) of audio-sized data through each set
+// and the portable one with nothing but the history carried over, in every
+// output form: the outputs agree word for word, so the history each set
+// keeps for itself holds the same slots.
+TEST_F(KernelSets, SynthesisHistoryCarriesOverManyHalves) {
+    for (const MP3D_Kernel_Set *set : sets_) {
+        for (int mode = 0; mode < 4; ++mode) {
+            SCOPED_TRACE(std::string(set->name) + " mode " + std::to_string(mode));
+            const int stride = 1 + mode % 2;
+            const int32_t no_shift = mode / 2;
+            std::mt19937 rng(99 + mode);
+            std::vector<int32_t> hist_p(768, 0), hist_v(768, 0);
+            for (int half = 0; half < 40; ++half) {
+                const std::vector<int32_t> samples = words(rng, 576, half % 8 == 7 ? 3 : 0);
+                std::vector<int32_t> pcm_p(288 * stride, 0x5a5a5a5a), pcm_v = pcm_p;
+                kPortableKernels.subband_dct9(samples.data(), half % 2, hist_p.data());
+                kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data(), stride, no_shift,
+                                                  window_lf);
+                set->subband_dct9(samples.data(), half % 2, hist_v.data());
+                set->polyphase_window(hist_v.data(), pcm_v.data(), stride, no_shift, window_lf);
+                ASSERT_EQ(pcm_p, pcm_v) << "half " << half;
             }
         }
     }
@@ -358,6 +391,48 @@ TEST_F(KernelSets, HuffmanKernelsMatchPortable) {
 // ---- Layer II requantisation ----
 
 }  // namespace
+
+// Every set's output forms are one sample in four layouts: the 16-bit word is
+// the 24-bit word shifted right by 8 (also where the sample clamps, at either
+// end), and stride 2 puts the stride-1 words at every other position without
+// touching the words between.
+TEST(KernelSets16, OutputFormsAgree) {
+    std::mt19937 rng(5);
+    for (const MP3D_Kernel_Set *set :
+         {&kPortableKernels, MP3D_avx2_kernels(), MP3D_armv6_kernels()}) {
+        if (set == nullptr) continue;
+        int clamped_high = 0, clamped_low = 0;
+        for (int round = 0; round < 60; ++round) {
+            SCOPED_TRACE(std::string(set->name) + " round " + std::to_string(round));
+            // Audio-sized, full-range and extreme histories (the latter clamp).
+            const std::vector<int32_t> hist = words(rng, 768, round % 4, kEdges[round % kNumEdges]);
+            std::vector<int32_t> out[4];
+            for (int mode = 0; mode < 4; ++mode) {
+                const int stride = 1 + mode % 2;
+                std::vector<int32_t> h = hist;
+                out[mode].assign(288 * stride + 2, 0x5a5a5a5a);
+                set->polyphase_window(h.data(), out[mode].data() + 1, stride, mode / 2, window_lf);
+            }
+            const std::vector<int32_t> &s16 = out[0], &i16 = out[1], &s24 = out[2], &i24 = out[3];
+            for (int s = 0; s < 288; ++s) {
+                const int32_t w24 = s24[1 + s];
+                ASSERT_EQ(s16[1 + s], w24 >> 8) << "sample " << s;
+                ASSERT_EQ(i24[1 + 2 * s], w24) << "sample " << s;
+                ASSERT_EQ(i16[1 + 2 * s], w24 >> 8) << "sample " << s;
+                ASSERT_EQ(i24[2 + 2 * s], 0x5a5a5a5a) << "sample " << s;
+                ASSERT_EQ(i16[2 + 2 * s], 0x5a5a5a5a) << "sample " << s;
+                clamped_high += w24 == 8388607;
+                clamped_low += w24 == -8388608;
+            }
+            ASSERT_EQ(s16[0], 0x5a5a5a5a);
+            ASSERT_EQ(s16[289], 0x5a5a5a5a);
+            ASSERT_EQ(s24[289], 0x5a5a5a5a);
+            ASSERT_EQ(i24[0], 0x5a5a5a5a);
+        }
+        EXPECT_GT(clamped_high, 0) << set->name;
+        EXPECT_GT(clamped_low, 0) << set->name;
+    }
+}
 
 TEST(KernelSelect, ChoosesTheVectorSetOnlyWhereTheProcessorHasIt) {
     const MP3D_Kernel_Set *chosen = MP3D_select_kernels();

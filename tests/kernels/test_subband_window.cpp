@@ -50,7 +50,7 @@ TEST(SynthesisWindow, MatchesStandardSynthesis) {
                 samples[i] = granule % 4 == 3 && (i / 18) % 7 != granule % 7 ? 0 : dist(rng);
             for (int half = 0; half < 2; ++half) {
                 MP3D_subband_dct9(samples.data(), half, synthesis.data());
-                MP3D_polyphase_window(synthesis.data(), pcm.data(), window_lf);
+                MP3D_polyphase_window(synthesis.data(), pcm.data(), 1, 1, window_lf);
                 for (int k = 0, t = 9 * half; k < 9; ++k, ++t) {
                     std::rotate(v.rbegin(), v.rbegin() + 64, v.rend());
                     for (int i = 0; i < 64; ++i) {

@@ -25,9 +25,9 @@ def fmt_values(values, per_line=8, fmt=str, indent="    "):
     return "\n".join(lines)
 
 
-def array(ctype, name, dims, values, per_line=8, fmt=str, comment=None):
+def array(ctype, name, dims, values, per_line=8, fmt=str, comment=None, align=None):
     """A const array definition with nested braces; values are given flat,
-    row-major."""
+    row-major. align: byte alignment of the array (alignas), if any."""
     out = ""
     if comment:
         for line in comment.strip().splitlines():
@@ -45,7 +45,8 @@ def array(ctype, name, dims, values, per_line=8, fmt=str, comment=None):
             parts.append(indent + "{\n" + inner + "\n" + indent + "},")
         return "\n".join(parts)
 
-    out += "const %s %s%s = {\n" % (ctype, name, dim_text)
+    out += "%sconst %s %s%s = {\n" % ("alignas(%d) " % align if align else "", ctype, name,
+                                      dim_text)
     out += body(list(values), list(dims), "    ") + "\n"
     out += "};\n"
     return out

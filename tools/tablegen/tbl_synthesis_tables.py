@@ -122,7 +122,8 @@ def generate(ref_dir):
         comment="Synthesis window in reading order. Pair words: high half even-age, low half\n"
                 "odd-age coefficient, units of 2^-16. Full words (taps 3 and 4): units of 2^-30.\n"
                 "Words 0..9 output 0; 10 + 20 (j - 1) .. outputs j and 32 - j; 310..313 output 16\n"
-                "(odd-age taps only; low half of 311 is tap 3 as (D_int - 1) / 4); 314..317 unused.")
+                "(odd-age taps only; low half of 311 is tap 3 as (D_int - 1) / 4); 314..317 unused.\n"
+                "8-byte aligned: the words of a pair of outputs load two at a time.", align=8)
     out += "\n" + array(
         "int32_t", "dct32_II_coeff", [24], dct32_coefficients(), 6,
         comment="Four groups of six Q31 cosines: cos((4g+1)pi/64), cos((4g+3)pi/64),\n"

@@ -93,8 +93,8 @@ TEST(SynthesisAvx2, PolyphaseWindowMatchesPortable) {
         std::vector<int32_t> hist_v = hist_p;
         // One word of margin on either side of the 288 outputs.
         std::vector<int32_t> pcm_p(290, 0x5a5a5a5a), pcm_v = pcm_p;
-        kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data() + 1, window_lf);
-        avx2->polyphase_window(hist_v.data(), pcm_v.data() + 1, window_lf);
+        kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data() + 1, 1, 1, window_lf);
+        avx2->polyphase_window(hist_v.data(), pcm_v.data() + 1, 1, 1, window_lf);
         ASSERT_EQ(pcm_p, pcm_v) << "round " << round;
         ASSERT_EQ(hist_p, hist_v) << "history move, round " << round;
     }
@@ -115,8 +115,8 @@ TEST(SynthesisAvx2, PolyphaseWindowFindsEachLargeWord) {
             hist_p[at] = large;
             std::vector<int32_t> hist_v = hist_p;
             std::vector<int32_t> pcm_p(288), pcm_v(288, 0x5a5a5a5a);
-            kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data(), window_lf);
-            avx2->polyphase_window(hist_v.data(), pcm_v.data(), window_lf);
+            kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data(), 1, 1, window_lf);
+            avx2->polyphase_window(hist_v.data(), pcm_v.data(), 1, 1, window_lf);
             ASSERT_EQ(pcm_p, pcm_v) << "word " << at << " = " << large;
         }
     }
