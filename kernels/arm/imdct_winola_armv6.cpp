@@ -70,6 +70,14 @@ inline void fold_armv6(const int32_t *x, const int32_t *c, int32_t *A, int32_t *
 
 }  // namespace
 
+extern "C" {
+// Recombination, window and overlap of one long-block subband
+// (imdct36_window_steps; kernels/arm/imdct36_window_armv6.S). AB holds the
+// two 9-point DCT results (A, then B); its first 9 words are overwritten.
+void mp3d_imdct36_window_armv6(int32_t *AB, int32_t *out, int32_t *ovl, const int32_t *wp,
+                               const int32_t *wc);
+}
+
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
                             uint32_t block_type, int32_t *ovl, uint32_t *prev_types,
                             const int32_t *cos_long, const int32_t *cs_ca,
@@ -78,10 +86,10 @@ void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count
     for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
         if (sb < alias_count) alias_reduce_steps<Armv6_Ops>(x, cs_ca);
         // Every input is read by the fold, before any output is written.
-        int32_t A[9], B[9];
-        fold_armv6(x, cos_long, A, B);
-        idct9_pair_armv6(A, B, idctlee_III_coeff);
-        imdct36_window_steps<Armv6_Ops>(A, B, out, ovl, window[prev_types[sb] & 3], wc);
+        int32_t AB[18];
+        fold_armv6(x, cos_long, AB, AB + 9);
+        idct9_pair_armv6(AB, AB + 9, idctlee_III_coeff);
+        mp3d_imdct36_window_armv6(AB, out, ovl, window[prev_types[sb] & 3], wc);
         prev_types[sb] = block_type;
     }
 }

@@ -1,0 +1,172 @@
+@ Recombination, windowing and overlap-add of one long-block subband on
+@ ARMv6 (the arithmetic of imdct36_window_steps in
+@ kernels/imdct_winola_steps.h, word for word):
+@
+@   void mp3d_imdct36_window_armv6(int32_t *AB, int32_t *out, int32_t *ovl,
+@                                  const int32_t *wp, const int32_t *wc);
+@
+@ AB: the two 9-point DCT results, A in AB[0..8], B in AB[9..17]; AB[0..8]
+@ is used as scratch. out: 18 samples. ovl: the subband's 9 overlap words,
+@ replaced by the new overlap. wp, wc: the window rows of the previous and
+@ the current block type.
+@
+@ Three passes, each on whole groups of adjacent words so that the loads and
+@ stores are LDM/STM and every multiply finds its operands loaded:
+@   1. out[k] = mulhi_round(ovl[k], wp[18 + k]),
+@      out[17 - k] = mulhi_round(ovl[k], wp[35 - k])        (SMMULR)
+@   2. the running sums u, t of A and B; the new overlap z goes to ovl,
+@      the first half v to AB[0..8]
+@   3. out[i] += mulhi_round(v[i], wc[i]),
+@      out[17 - i] += mulhi_round(v[i], wc[17 - i])        (SMMLAR)
+@ SMMULR is (a b + 2^31) >> 32 and SMMLAR acc + that, modulo 2^32, exactly
+@ the portable mulhi_round and mulhi_round_add; the sums wrap as the
+@ portable ones do.
+
+        .syntax unified
+        .arm
+        .arch   armv6
+        .text
+        .align  2
+        .global mp3d_imdct36_window_armv6
+        .hidden mp3d_imdct36_window_armv6
+        .type   mp3d_imdct36_window_armv6, %function
+mp3d_imdct36_window_armv6:
+        push    {r4-r11, lr}
+        @ r0 AB, r1 out, r2 ovl, r3 wp; wc at [sp, #36]
+
+        @ Pass 1, ovl[0..4]: out[0..4] and out[13..17].
+        ldm     r2, {r4-r8}             @ ovl[0..4]
+        add     r12, r3, #72
+        ldm     r12, {r9-r12, lr}       @ wp[18..22]
+        smmulr  r9, r4, r9
+        smmulr  r10, r5, r10
+        smmulr  r11, r6, r11
+        smmulr  r12, r7, r12
+        smmulr  lr, r8, lr
+        stm     r1, {r9-r12, lr}        @ out[0..4]
+        add     r12, r3, #124
+        ldm     r12, {r9-r12, lr}       @ wp[31..35]
+        smmulr  r9, r8, r9              @ out[13] = ovl[4] wp[31]
+        smmulr  r10, r7, r10
+        smmulr  r11, r6, r11
+        smmulr  r12, r5, r12
+        smmulr  lr, r4, lr              @ out[17] = ovl[0] wp[35]
+        add     r4, r1, #52
+        stm     r4, {r9-r12, lr}        @ out[13..17]
+
+        @ Pass 1, ovl[5..8]: out[5..8] and out[9..12].
+        add     r8, r2, #20
+        ldm     r8, {r4-r7}             @ ovl[5..8]
+        add     r12, r3, #92
+        ldm     r12, {r8-r11}           @ wp[23..26]
+        smmulr  r8, r4, r8
+        smmulr  r9, r5, r9
+        smmulr  r10, r6, r10
+        smmulr  r11, r7, r11
+        add     r12, r1, #20
+        stm     r12, {r8-r11}           @ out[5..8]
+        add     r12, r3, #108
+        ldm     r12, {r8-r11}           @ wp[27..30]
+        smmulr  r8, r7, r8              @ out[9] = ovl[8] wp[27]
+        smmulr  r9, r6, r9
+        smmulr  r10, r5, r10
+        smmulr  r11, r4, r11            @ out[12] = ovl[5] wp[30]
+        add     r12, r1, #36
+        stm     r12, {r8-r11}           @ out[9..12]
+
+        @ Pass 2: s_0 = B[0], u_0 = 2 A[0], t_0 = u_0 - 4 s_0; for j >= 1
+        @ s_j = B[j] - s_{j-1}, u_j = t_{j-1} + 2 A[j], t_j = u_j - 4 s_j.
+        @ New overlap z = (-u4, t3, -u3, t2, -u2, t1, -u1, t0, -u0), first
+        @ half v = (-t4, u5, -t5, u6, -t6, u7, -t7, u8, -t8) over A, whose
+        @ words are all loaded before they are overwritten.
+        @ r10 s, r11 u, r12 t, lr the negated value to store.
+        add     r3, r0, #36
+        ldm     r0, {r4-r6}             @ A[0..2]
+        ldm     r3!, {r7-r9}            @ B[0..2]
+        mov     r11, r4, lsl #1
+        sub     r12, r11, r7, lsl #2
+        rsb     lr, r11, #0
+        str     r12, [r2, #28]          @ ovl[7] = t0
+        str     lr, [r2, #32]           @ ovl[8] = -u0
+        sub     r10, r8, r7
+        add     r11, r12, r5, lsl #1
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r11, #0
+        str     r12, [r2, #20]          @ ovl[5] = t1
+        str     lr, [r2, #24]           @ ovl[6] = -u1
+        sub     r10, r9, r10
+        add     r11, r12, r6, lsl #1
+        ldm     r3!, {r7-r9}            @ B[3..5]
+        sub     r12, r11, r10, lsl #2
+        add     r4, r0, #12
+        ldm     r4, {r4-r6}             @ A[3..5]
+        rsb     lr, r11, #0
+        str     r12, [r2, #12]          @ ovl[3] = t2
+        str     lr, [r2, #16]           @ ovl[4] = -u2
+        sub     r10, r7, r10
+        add     r11, r12, r4, lsl #1
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r11, #0
+        str     r12, [r2, #4]           @ ovl[1] = t3
+        str     lr, [r2, #8]            @ ovl[2] = -u3
+        sub     r10, r8, r10
+        add     r11, r12, r5, lsl #1
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r11, #0
+        str     lr, [r2]                @ ovl[0] = -u4
+        rsb     lr, r12, #0
+        str     lr, [r0]                @ v[0] = -t4
+        sub     r10, r9, r10
+        add     r11, r12, r6, lsl #1
+        ldm     r3, {r7-r9}             @ B[6..8]
+        sub     r12, r11, r10, lsl #2
+        add     r4, r0, #24
+        ldm     r4, {r4-r6}             @ A[6..8]
+        rsb     lr, r12, #0
+        str     r11, [r0, #4]           @ v[1] = u5
+        str     lr, [r0, #8]            @ v[2] = -t5
+        sub     r10, r7, r10
+        add     r11, r12, r4, lsl #1
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r12, #0
+        str     r11, [r0, #12]          @ v[3] = u6
+        str     lr, [r0, #16]           @ v[4] = -t6
+        sub     r10, r8, r10
+        add     r11, r12, r5, lsl #1
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r12, #0
+        str     r11, [r0, #20]          @ v[5] = u7
+        str     lr, [r0, #24]           @ v[6] = -t7
+        sub     r10, r9, r10
+        add     r11, r12, r6, lsl #1
+        ldr     r6, [sp, #36]           @ wc
+        sub     r12, r11, r10, lsl #2
+        rsb     lr, r12, #0
+        str     r11, [r0, #28]          @ v[7] = u8
+        str     lr, [r0, #32]           @ v[8] = -t8
+
+        @ Pass 3, three words of v at a time: out[i..i+2] from the front
+        @ of wc and out, out[15-i..17-i] from their back (r11, lr moving
+        @ down).
+        mov     r12, r6
+        add     r11, r6, #72
+        add     lr, r1, #72
+        .rept   3
+        ldm     r0!, {r2-r4}            @ v[i..i+2]
+        ldm     r12!, {r5-r7}           @ wc[i..i+2]
+        ldm     r1, {r8-r10}            @ out[i..i+2]
+        smmlar  r8, r2, r5, r8
+        smmlar  r9, r3, r6, r9
+        smmlar  r10, r4, r7, r10
+        ldmdb   r11!, {r5-r7}           @ wc[15-i..17-i]
+        stm     r1!, {r8-r10}
+        ldmdb   lr, {r8-r10}            @ out[15-i..17-i]
+        smmlar  r8, r4, r5, r8          @ out[15-i] += v[i+2] wc[15-i]
+        smmlar  r9, r3, r6, r9
+        smmlar  r10, r2, r7, r10        @ out[17-i] += v[i] wc[17-i]
+        stmdb   lr!, {r8-r10}
+        .endr
+        pop     {r4-r11, pc}
+        .size   mp3d_imdct36_window_armv6, .-mp3d_imdct36_window_armv6
+
+        .section .note.GNU-stack, "", %progbits
