@@ -169,4 +169,45 @@ mp3d_imdct36_window_armv6:
         pop     {r4-r11, pc}
         .size   mp3d_imdct36_window_armv6, .-mp3d_imdct36_window_armv6
 
+@ Alias-reduction butterflies between a subband and the next (the arithmetic
+@ of alias_reduce_steps in kernels/imdct_winola_steps.h):
+@
+@   void mp3d_alias_reduce_armv6(int32_t *x, const int32_t *cs_ca);
+@
+@ For i = 0..7, lo = x[17-i], up = x[18+i], (cs, ca) = cs_ca[2i], cs_ca[2i+1]:
+@   x[17-i] = 2 (mulhi_round(cs, lo) - rounded ca up)      SMMULR, SMMLSR
+@   x[18+i] = 2 (mulhi_round(cs, up) + rounded ca lo)      SMMULR, SMMLAR
+@ Two butterflies at a time: r0 walks down over the lower lines, r2 up over
+@ the upper ones, r1 over the coefficient pairs.
+        .text
+        .align  2
+        .global mp3d_alias_reduce_armv6
+        .hidden mp3d_alias_reduce_armv6
+        .type   mp3d_alias_reduce_armv6, %function
+mp3d_alias_reduce_armv6:
+        push    {r4-r11, lr}
+        add     r0, r0, #72
+        mov     r2, r0
+        .rept   4
+        ldm     r1!, {r3-r6}            @ cs0, ca0, cs1, ca1
+        ldmdb   r0!, {r7, r8}           @ lo1 = x[16-2k], lo0 = x[17-2k]
+        ldm     r2, {r9, r10}           @ up0 = x[18+2k], up1 = x[19+2k]
+        smmulr  lr, r3, r8              @ cs0 lo0
+        smmulr  r3, r3, r9              @ cs0 up0
+        smmulr  r11, r5, r7             @ cs1 lo1
+        smmulr  r12, r5, r10            @ cs1 up1
+        smmlsr  lr, r4, r9, lr          @ - ca0 up0
+        smmlar  r3, r4, r8, r3          @ + ca0 lo0
+        smmlsr  r11, r6, r10, r11       @ - ca1 up1
+        smmlar  r12, r6, r7, r12        @ + ca1 lo1
+        lsl     lr, lr, #1
+        lsl     r3, r3, #1
+        lsl     r11, r11, #1
+        lsl     r12, r12, #1
+        stm     r0, {r11, lr}           @ x[16-2k], x[17-2k]
+        stm     r2!, {r3, r12}          @ x[18+2k], x[19+2k]
+        .endr
+        pop     {r4-r11, pc}
+        .size   mp3d_alias_reduce_armv6, .-mp3d_alias_reduce_armv6
+
         .section .note.GNU-stack, "", %progbits

@@ -76,6 +76,8 @@ extern "C" {
 // two 9-point DCT results (A, then B); its first 9 words are overwritten.
 void mp3d_imdct36_window_armv6(int32_t *AB, int32_t *out, int32_t *ovl, const int32_t *wp,
                                const int32_t *wc);
+// The alias butterflies between subband x and the next (alias_reduce_steps).
+void mp3d_alias_reduce_armv6(int32_t *x, const int32_t *cs_ca);
 }
 
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
@@ -84,7 +86,7 @@ void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count
                             const int32_t (*window)[36]) {
     const int32_t *wc = window[block_type & 3];
     for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
-        if (sb < alias_count) alias_reduce_steps<Armv6_Ops>(x, cs_ca);
+        if (sb < alias_count) mp3d_alias_reduce_armv6(x, cs_ca);
         // Every input is read by the fold, before any output is written.
         int32_t AB[18];
         fold_armv6(x, cos_long, AB, AB + 9);
