@@ -210,4 +210,88 @@ mp3d_alias_reduce_armv6:
         pop     {r4-r11, pc}
         .size   mp3d_alias_reduce_armv6, .-mp3d_alias_reduce_armv6
 
+@ The two 9-point DCTs of a subband's 36-point transform (the arithmetic of
+@ idct9_steps in kernels/idct9_steps.h, in place on each array):
+@
+@   void mp3d_idct9_pair_armv6(int32_t *A, int32_t *B, const int32_t *coeff9);
+@
+@ All nine inputs are loaded with one LDM; the even outputs come from the
+@ sums e1..e4, the odd ones from the differences d1..d4, so that the
+@ registers of one half are free for the coefficients of the other.
+@ 4 x + 4 y is formed as (x + y) << 2: equal modulo 2^32.
+        .macro  idct9 p
+        ldm     \p, {r3-r11}            @ a0..a8
+        add     r12, r6, r8             @ e1 = a3 + a5
+        sub     r8, r6, r8              @ d1 = a3 - a5
+        add     r6, r5, r9              @ e2 = a2 + a6
+        sub     r9, r9, r5              @ d2 = a6 - a2
+        add     r5, r4, r10             @ e3 = a1 + a7
+        sub     r10, r4, r10            @ d3 = a1 - a7
+        add     r4, r3, r11             @ e4 = a0 + a8
+        sub     r11, r11, r3            @ d4 = a8 - a0
+        add     r3, r5, r7              @ f = e3 + a4
+        rsb     r7, r5, r7, lsl #1      @ g = 2 a4 - e3
+        add     lr, r12, r6
+        add     lr, lr, r4              @ h = e1 + e2 + e4
+        add     r5, lr, r3              @ o0 = h + f
+        sub     r3, lr, r3, lsl #1      @ o6 = h - 2 f
+        str     r5, [\p]
+        str     r3, [\p, #24]
+        sub     r3, r6, r4              @ e2 - e4
+        sub     r5, r12, r4             @ e1 - e4
+        sub     r12, r12, r6            @ e1 - e2
+        ldmib   r2, {r4, r6, lr}        @ c1, c2, c3
+        smmulr  r3, r3, r4              @ m2
+        smmulr  r5, r5, r6              @ m3
+        smmulr  r12, r12, lr            @ m4
+        sub     r4, r7, r3, lsl #2
+        sub     r4, r4, r5, lsl #2      @ o4 = g - 4 m2 - 4 m3
+        add     r6, r7, r5, lsl #2
+        add     r6, r6, r12, lsl #2     @ o8 = g + 4 m3 + 4 m4
+        add     lr, r7, r3, lsl #2
+        rsb     lr, lr, r12, lsl #2     @ o2 = 4 m4 - (g + 4 m2)
+        ldr     r3, [r2]                @ c0
+        str     lr, [\p, #8]
+        str     r4, [\p, #16]
+        str     r6, [\p, #32]
+        add     r4, r9, r11             @ d2 + d4
+        sub     r5, r8, r11             @ d1 - d4
+        add     r6, r8, r9              @ d1 + d2
+        sub     r7, r8, r9
+        add     r7, r7, r11             @ d1 - d2 + d4
+        add     r12, r2, #16
+        ldm     r12, {r8, r9, r11}      @ c4, c5, c6
+        smmulr  r10, r10, r3            @ m1 = d3 c0
+        smmulr  r7, r7, r3
+        smmulr  r4, r4, r8              @ p1
+        smmulr  r5, r5, r9              @ p2
+        smmulr  r6, r6, r11             @ p3
+        lsl     r7, r7, #2              @ o3
+        sub     r8, r10, r4
+        sub     r8, r8, r5
+        lsl     r8, r8, #2              @ o5 = 4 (m1 - p1) - 4 p2
+        add     r9, r10, r4
+        add     r9, r9, r6
+        lsl     r9, r9, #2              @ o7 = 4 (m1 + p1) + 4 p3
+        sub     r11, r6, r10
+        sub     r11, r11, r5
+        lsl     r11, r11, #2            @ o1 = 4 p3 - 4 (m1 + p2)
+        str     r11, [\p, #4]
+        str     r7, [\p, #12]
+        str     r8, [\p, #20]
+        str     r9, [\p, #28]
+        .endm
+
+        .text
+        .align  2
+        .global mp3d_idct9_pair_armv6
+        .hidden mp3d_idct9_pair_armv6
+        .type   mp3d_idct9_pair_armv6, %function
+mp3d_idct9_pair_armv6:
+        push    {r4-r11, lr}
+        idct9   r0
+        idct9   r1
+        pop     {r4-r11, pc}
+        .size   mp3d_idct9_pair_armv6, .-mp3d_idct9_pair_armv6
+
         .section .note.GNU-stack, "", %progbits

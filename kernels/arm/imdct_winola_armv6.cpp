@@ -15,12 +15,6 @@
 namespace mp3d {
 namespace {
 
-// Both 9-point transforms of a subband in one call, as the portable kernel.
-[[gnu::noinline]] void idct9_pair_armv6(int32_t *A, int32_t *B, const int32_t *coeff9) {
-    idct9_steps<Armv6_Ops>(A, coeff9);
-    idct9_steps<Armv6_Ops>(B, coeff9);
-}
-
 // p[I] of the N words at p, loaded where it is written: the compiler moves
 // a plain load of a value used once next to its use, right before the
 // multiply that then waits for it. The memory operand (the N words, not used
@@ -78,6 +72,8 @@ void mp3d_imdct36_window_armv6(int32_t *AB, int32_t *out, int32_t *ovl, const in
                                const int32_t *wc);
 // The alias butterflies between subband x and the next (alias_reduce_steps).
 void mp3d_alias_reduce_armv6(int32_t *x, const int32_t *cs_ca);
+// Both 9-point DCTs of the transform, in place (idct9_steps on A and on B).
+void mp3d_idct9_pair_armv6(int32_t *A, int32_t *B, const int32_t *coeff9);
 }
 
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
@@ -90,7 +86,7 @@ void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count
         // Every input is read by the fold, before any output is written.
         int32_t AB[18];
         fold_armv6(x, cos_long, AB, AB + 9);
-        idct9_pair_armv6(AB, AB + 9, idctlee_III_coeff);
+        mp3d_idct9_pair_armv6(AB, AB + 9, idctlee_III_coeff);
         mp3d_imdct36_window_armv6(AB, out, ovl, window[prev_types[sb] & 3], wc);
         prev_types[sb] = block_type;
     }
