@@ -294,4 +294,68 @@ mp3d_idct9_pair_armv6:
         pop     {r4-r11, pc}
         .size   mp3d_idct9_pair_armv6, .-mp3d_idct9_pair_armv6
 
+@ The fold of a subband's 18 inputs into the even and odd halves of the two
+@ 9-point DCTs (the arithmetic of imdct36_fold_steps):
+@
+@   void mp3d_imdct36_fold_armv6(const int32_t *x, const int32_t *c,
+@                                int32_t *AB);
+@
+@ For k = 0..8: p = mulhi_round(x[k], c[k]), q = mulhi_round(x[17-k], c[17-k]),
+@ A[k] = p + q, B[k] = 2 mulhi_round(p - q, c[18+k]); A = AB[0..8],
+@ B = AB[9..17]. Two lines at a time from both ends: r0 and r1 walk up over
+@ x and c, r3 and r12 down from their ends, lr over c[18..26], r2 over A.
+        .macro  fold_pair
+        ldm     r0!, {r4, r5}           @ x[k], x[k+1]
+        ldm     r1!, {r6, r7}           @ c[k], c[k+1]
+        ldmdb   r3!, {r8, r9}           @ x[16-k], x[17-k]
+        ldmdb   r12!, {r10, r11}        @ c[16-k], c[17-k]
+        smmulr  r4, r4, r6              @ p0
+        smmulr  r9, r9, r11             @ q0
+        smmulr  r5, r5, r7              @ p1
+        smmulr  r8, r8, r10             @ q1
+        ldm     lr!, {r6, r7}           @ c[18+k], c[19+k]
+        sub     r10, r4, r9
+        add     r4, r4, r9              @ A[k] = p0 + q0
+        sub     r11, r5, r8
+        add     r5, r5, r8              @ A[k+1] = p1 + q1
+        smmulr  r10, r10, r6
+        smmulr  r11, r11, r7
+        stm     r2!, {r4, r5}
+        lsl     r10, r10, #1            @ B[k]
+        lsl     r11, r11, #1            @ B[k+1]
+        str     r10, [r2, #28]
+        str     r11, [r2, #32]
+        .endm
+
+        .text
+        .align  2
+        .global mp3d_imdct36_fold_armv6
+        .hidden mp3d_imdct36_fold_armv6
+        .type   mp3d_imdct36_fold_armv6, %function
+mp3d_imdct36_fold_armv6:
+        push    {r4-r11, lr}
+        add     r3, r0, #72
+        add     r12, r1, #72
+        add     lr, r1, #72
+        fold_pair
+        fold_pair
+        fold_pair
+        fold_pair
+        @ Line 8 and its mirror, line 9.
+        ldr     r4, [r0]                @ x[8]
+        ldr     r9, [r3, #-4]           @ x[9]
+        ldr     r6, [r1]                @ c[8]
+        ldr     r11, [r12, #-4]         @ c[9]
+        ldr     r7, [lr]                @ c[26]
+        smmulr  r4, r4, r6
+        smmulr  r9, r9, r11
+        sub     r10, r4, r9
+        add     r4, r4, r9
+        smmulr  r10, r10, r7
+        str     r4, [r2]                @ A[8]
+        lsl     r10, r10, #1
+        str     r10, [r2, #36]          @ B[8]
+        pop     {r4-r11, pc}
+        .size   mp3d_imdct36_fold_armv6, .-mp3d_imdct36_fold_armv6
+
         .section .note.GNU-stack, "", %progbits
