@@ -7,6 +7,8 @@
 // product one SMMULR, every product added to or subtracted from a sum one
 // SMMLAR or SMMLSR, where the portable code needs a 64-bit product and a
 // carry chain for each.
+#include <cstddef>
+
 #include "kernels/arm/armv6_ops.h"
 #include "kernels/arm/kernels_armv6.h"
 #include "kernels/imdct_winola.h"
@@ -15,33 +17,33 @@
 
 namespace mp3d {
 
-extern "C" {
-// Recombination, window and overlap of one long-block subband
-// (imdct36_window_steps; kernels/arm/imdct_winola_armv6.S). AB holds the
-// two 9-point DCT results (A, then B); its first 9 words are overwritten.
-void mp3d_imdct36_window_armv6(int32_t *AB, int32_t *out, int32_t *ovl, const int32_t *wp,
-                               const int32_t *wc);
-// The alias butterflies between subband x and the next (alias_reduce_steps).
-void mp3d_alias_reduce_armv6(int32_t *x, const int32_t *cs_ca);
-// Both 9-point DCTs of the transform, in place (idct9_steps on A and on B).
-void mp3d_idct9_pair_armv6(int32_t *A, int32_t *B, const int32_t *coeff9);
-// The fold of the 18 inputs into A = AB[0..8], B = AB[9..17]
-// (imdct36_fold_steps).
-void mp3d_imdct36_fold_armv6(const int32_t *x, const int32_t *c, int32_t *AB);
-}
+// One long-block subband (kernels/arm/imdct_winola_armv6.S): alias
+// butterflies with the next subband when cs_ca is set, fold, both 9-point
+// DCTs, recombination, window and overlap. The layout is read by the
+// assembly.
+struct Imdct36_Armv6_Params {
+    const int32_t *cs_ca;
+    const int32_t *cos_table;
+    const int32_t *coeff9;
+    const int32_t *wp;
+    const int32_t *wc;
+};
+static_assert(offsetof(Imdct36_Armv6_Params, cs_ca) == 0 &&
+              offsetof(Imdct36_Armv6_Params, cos_table) == 4 &&
+              offsetof(Imdct36_Armv6_Params, coeff9) == 8 &&
+              offsetof(Imdct36_Armv6_Params, wp) == 12 && offsetof(Imdct36_Armv6_Params, wc) == 16);
+extern "C" void mp3d_imdct36_armv6(int32_t *x, int32_t *out, int32_t *ovl,
+                                   const Imdct36_Armv6_Params *p);
 
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
                             uint32_t block_type, int32_t *ovl, uint32_t *prev_types,
                             const int32_t *cos_long, const int32_t *cs_ca,
                             const int32_t (*window)[36]) {
-    const int32_t *wc = window[block_type & 3];
+    Imdct36_Armv6_Params p = {cs_ca, cos_long, idctlee_III_coeff, nullptr, window[block_type & 3]};
     for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
-        if (sb < alias_count) mp3d_alias_reduce_armv6(x, cs_ca);
-        // Every input is read by the fold, before any output is written.
-        int32_t AB[18];
-        mp3d_imdct36_fold_armv6(x, cos_long, AB);
-        mp3d_idct9_pair_armv6(AB, AB + 9, idctlee_III_coeff);
-        mp3d_imdct36_window_armv6(AB, out, ovl, window[prev_types[sb] & 3], wc);
+        p.cs_ca = sb < alias_count ? cs_ca : nullptr;
+        p.wp = window[prev_types[sb] & 3];
+        mp3d_imdct36_armv6(x, out, ovl, &p);
         prev_types[sb] = block_type;
     }
 }
