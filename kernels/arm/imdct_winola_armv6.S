@@ -68,9 +68,10 @@
 
 @ Fold, r0 = x, r1 = c, r2 = AB: for k = 0..8, p = mulhi_round(x[k], c[k]),
 @ q = mulhi_round(x[17-k], c[17-k]), A[k] = p + q,
-@ B[k] = 2 mulhi_round(p - q, c[18+k]). Two lines at a time from both ends:
-@ r0 and r1 walk up over x and c, r3 and r12 down from their ends, lr over
-@ c[18..26], r2 over A.
+@ B[k] = 2 mulhi_round(p - q, c[18+k]). Two lines at a time from both ends
+@ (lines 0..7 and 10..17 here, 8 and 9 in the function): r0 and r1 walk up
+@ over x and c, r3 (set by the caller to x + 18) and r12 down from their
+@ ends, lr over c[18..26], r2 over A.
         .macro  fold_pair
         ldm     r0!, {r4, r5}           @ x[k], x[k+1]
         ldm     r1!, {r6, r7}           @ c[k], c[k+1]
@@ -95,27 +96,12 @@
         .endm
 
         .macro  fold
-        add     r3, r0, #72
         add     r12, r1, #72
         add     lr, r1, #72
         fold_pair
         fold_pair
         fold_pair
         fold_pair
-        @ Line 8 and its mirror, line 9.
-        ldr     r4, [r0]                @ x[8]
-        ldr     r9, [r3, #-4]           @ x[9]
-        ldr     r6, [r1]                @ c[8]
-        ldr     r11, [r12, #-4]         @ c[9]
-        ldr     r7, [lr]                @ c[26]
-        smmulr  r4, r4, r6
-        smmulr  r9, r9, r11
-        sub     r10, r4, r9
-        add     r4, r4, r9
-        smmulr  r10, r10, r7
-        str     r4, [r2]                @ A[8]
-        lsl     r10, r10, #1
-        str     r10, [r2, #36]          @ B[8]
         .endm
 
 @ 9-point DCT in place on the nine words at p (a register or sp), r2 =
@@ -338,21 +324,37 @@
         .type   mp3d_imdct36_armv6, %function
 mp3d_imdct36_armv6:
         push    {r4-r11, lr}
+        ldr     r4, [r3]                @ cs_ca
         sub     sp, sp, #F_SIZE
         add     r12, sp, #F_X
         stm     r12, {r0-r3}            @ x, out, ovl, p
-        ldr     r1, [r3]                @ cs_ca
-        cmp     r1, #0
+        movs    r1, r4
         beq     1f
         alias_reduce
-        ldr     r0, [sp, #F_X]
         ldr     r3, [sp, #F_P]
+        ldr     r0, [sp, #F_X]
 1:      ldr     r1, [r3, #4]            @ cos_table
         mov     r2, sp
+        add     r3, r0, #72
         fold
-        ldr     r3, [sp, #F_P]
-        add     r1, sp, #36
-        ldr     r2, [r3, #8]            @ coeff9
+        @ Line 8 of the fold and its mirror, line 9, with the loads for the
+        @ 9-point DCTs between the products.
+        ldr     r6, [r1]                @ c[8]
+        ldr     r4, [r0]                @ x[8]
+        ldr     r11, [r12, #-4]         @ c[9]
+        ldr     r9, [r3, #-4]           @ x[9]
+        smmulr  r4, r4, r6
+        smmulr  r9, r9, r11
+        ldr     r7, [lr]                @ c[26]
+        ldr     r12, [sp, #F_P]
+        sub     r10, r4, r9
+        add     r4, r4, r9
+        smmulr  r10, r10, r7
+        str     r4, [sp, #F_AB + 32]    @ A[8]
+        add     r1, sp, #F_AB + 36
+        ldr     r2, [r12, #8]           @ coeff9
+        lsl     r10, r10, #1
+        str     r10, [sp, #F_AB + 68]   @ B[8]
         idct9   sp
         idct9   r1
         ldr     r3, [sp, #F_P]
