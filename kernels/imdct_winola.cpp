@@ -22,20 +22,31 @@ namespace {
 
 }  // namespace
 
-void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table, const int32_t *coeff9,
-                  int alias_flag, int32_t *ovl, uint32_t block_type, uint32_t prev_block_type,
-                  const int32_t *cs_ca, const int32_t (*window)[36]) {
+// The single-subband kernels stay out of line: the runs below call them
+// rather than carrying inlined copies (kilobytes of code each) that a call
+// per subband does not pay for. GCC would also keep a second copy
+// specialised for the runs' constant arguments.
+#if defined(__clang__)
+#define MP3D_OUT_OF_LINE [[gnu::noinline]]
+#else
+#define MP3D_OUT_OF_LINE [[gnu::noinline, gnu::noclone]]
+#endif
+
+MP3D_OUT_OF_LINE void imdct_lee_36(int32_t *x, int32_t *out, const int32_t *cos_table,
+                                   const int32_t *coeff9, int alias_flag, int32_t *ovl,
+                                   uint32_t block_type, uint32_t prev_block_type,
+                                   const int32_t *cs_ca, const int32_t (*window)[36]) {
     imdct36_steps<Portable_Ops, idct9_pair>(x, out, cos_table, coeff9, alias_flag, ovl,
                                             window[prev_block_type & 3], window[block_type & 3],
                                             cs_ca);
 }
 
-void imdct_lee_12(const int32_t *x, int32_t *s, const int32_t *cos_table) {
+MP3D_OUT_OF_LINE void imdct_lee_12(const int32_t *x, int32_t *s, const int32_t *cos_table) {
     imdct12_steps<Portable_Ops>(x, s, cos_table);
 }
 
-void window_convert(const int32_t *s, int32_t *out, int32_t *ovl, uint32_t, uint32_t,
-                    const int32_t (*window)[36]) {
+MP3D_OUT_OF_LINE void window_convert(const int32_t *s, int32_t *out, int32_t *ovl, uint32_t,
+                                     uint32_t, const int32_t (*window)[36]) {
     window_convert_steps<Portable_Ops>(s, out, ovl, window[2]);
 }
 

@@ -1,87 +1,49 @@
 // ARMv6 variants of the hybrid filterbank runs (see kernels/imdct_winola.cpp
-// for the arithmetic). The shared steps (kernels/imdct_winola_steps.h,
-// kernels/idct9_steps.h) run on Armv6_Ops: every rounded upper-word product
-// is one SMMULR, every product added to or subtracted from a sum one SMMLAR
-// or SMMLSR, where the portable code needs a 64-bit product and a carry
-// chain for each. Specific to ARMv6 is only the schedule of the fold of the
-// long transform's inputs (fold_armv6).
+// for the arithmetic). A long-block subband runs the hand-scheduled steps of
+// kernels/arm/imdct_winola_armv6.S (alias butterflies, fold, 9-point DCT
+// pair, recombination with window and overlap), each giving the words of
+// its portable step. The short-block run is the shared steps
+// (kernels/imdct_winola_steps.h) on Armv6_Ops: every rounded upper-word
+// product one SMMULR, every product added to or subtracted from a sum one
+// SMMLAR or SMMLSR, where the portable code needs a 64-bit product and a
+// carry chain for each.
+#include <cstddef>
+
 #include "kernels/arm/armv6_ops.h"
 #include "kernels/arm/kernels_armv6.h"
-#include "kernels/idct9_steps.h"
 #include "kernels/imdct_winola.h"
 #include "kernels/imdct_winola_steps.h"
 #include "tables/imdct_tables.h"
 
 namespace mp3d {
-namespace {
 
-// Both 9-point transforms of a subband in one call, as the portable kernel.
-[[gnu::noinline]] void idct9_pair_armv6(int32_t *A, int32_t *B, const int32_t *coeff9) {
-    idct9_steps<Armv6_Ops>(A, coeff9);
-    idct9_steps<Armv6_Ops>(B, coeff9);
-}
-
-// p[I] of the N words at p, loaded where it is written: the compiler moves
-// a plain load of a value used once next to its use, right before the
-// multiply that then waits for it. The memory operand (the N words, not used
-// in the instruction) orders the load after earlier stores to them.
-template <int I, int N>
-inline int32_t load(const int32_t *p) {
-    static_assert(I >= 0 && I < N);
-    int32_t r;
-    __asm__("ldr %0, [%1, %2]"
-            : "=r"(r)
-            : "r"(p), "I"(4 * I), "m"(*reinterpret_cast<const int32_t(*)[N]>(p)));
-    return r;
-}
-
-// Lines K and K + 1 of imdct36_fold_steps on ARMv6 (K = 8: line 8 alone):
-// the operands of the four first products are loaded before the first of
-// them, and the odd halves' coefficients while they run, so that no
-// multiply waits for a load.
-template <int K>
-inline void fold_pair_armv6(const int32_t *x, const int32_t *c, int32_t *A, int32_t *B) {
-    using Ops = Armv6_Ops;
-    constexpr bool pair = K < 8;
-    constexpr int K1 = pair ? K + 1 : K, K2 = pair ? 16 - K : 17 - K;
-    const int32_t x0 = load<K, 18>(x), c0 = load<K, 27>(c);
-    const int32_t x1 = load<17 - K, 18>(x), c1 = load<17 - K, 27>(c);
-    const int32_t x2 = pair ? load<K1, 18>(x) : 0, c2 = pair ? load<K1, 27>(c) : 0;
-    const int32_t x3 = pair ? load<K2, 18>(x) : 0, c3 = pair ? load<K2, 27>(c) : 0;
-    const int32_t p0 = Ops::mulhi_round(x0, c0), q0 = Ops::mulhi_round(x1, c1);
-    const int32_t p1 = pair ? Ops::mulhi_round(x2, c2) : 0;
-    const int32_t q1 = pair ? Ops::mulhi_round(x3, c3) : 0;
-    const int32_t e0 = load<18 + K, 27>(c), e1 = pair ? load<18 + K1, 27>(c) : 0;
-    const int32_t b0 = Ops::mulhi_round(Ops::sub(p0, q0), e0);
-    const int32_t b1 = pair ? Ops::mulhi_round(Ops::sub(p1, q1), e1) : 0;
-    A[K] = Ops::add(p0, q0);
-    if (pair) A[K1] = Ops::add(p1, q1);
-    B[K] = Ops::shl(b0, 1);
-    if (pair) B[K1] = Ops::shl(b1, 1);
-}
-
-inline void fold_armv6(const int32_t *x, const int32_t *c, int32_t *A, int32_t *B) {
-    fold_pair_armv6<0>(x, c, A, B);
-    fold_pair_armv6<2>(x, c, A, B);
-    fold_pair_armv6<4>(x, c, A, B);
-    fold_pair_armv6<6>(x, c, A, B);
-    fold_pair_armv6<8>(x, c, A, B);
-}
-
-}  // namespace
+// One long-block subband (kernels/arm/imdct_winola_armv6.S): alias
+// butterflies with the next subband when cs_ca is set, fold, both 9-point
+// DCTs, recombination, window and overlap. The layout is read by the
+// assembly.
+struct Imdct36_Armv6_Params {
+    const int32_t *cs_ca;
+    const int32_t *cos_table;
+    const int32_t *coeff9;
+    const int32_t *wp;
+    const int32_t *wc;
+};
+static_assert(offsetof(Imdct36_Armv6_Params, cs_ca) == 0 &&
+              offsetof(Imdct36_Armv6_Params, cos_table) == 4 &&
+              offsetof(Imdct36_Armv6_Params, coeff9) == 8 &&
+              offsetof(Imdct36_Armv6_Params, wp) == 12 && offsetof(Imdct36_Armv6_Params, wc) == 16);
+extern "C" void mp3d_imdct36_armv6(int32_t *x, int32_t *out, int32_t *ovl,
+                                   const Imdct36_Armv6_Params *p);
 
 void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count,
                             uint32_t block_type, int32_t *ovl, uint32_t *prev_types,
                             const int32_t *cos_long, const int32_t *cs_ca,
                             const int32_t (*window)[36]) {
-    const int32_t *wc = window[block_type & 3];
+    Imdct36_Armv6_Params p = {cs_ca, cos_long, idctlee_III_coeff, nullptr, window[block_type & 3]};
     for (int sb = 0; sb < count; ++sb, x += 18, out += 18, ovl += kOverlapWords) {
-        if (sb < alias_count) alias_reduce_steps<Armv6_Ops>(x, cs_ca);
-        // Every input is read by the fold, before any output is written.
-        int32_t A[9], B[9];
-        fold_armv6(x, cos_long, A, B);
-        idct9_pair_armv6(A, B, idctlee_III_coeff);
-        imdct36_window_steps<Armv6_Ops>(A, B, out, ovl, window[prev_types[sb] & 3], wc);
+        p.cs_ca = sb < alias_count ? cs_ca : nullptr;
+        p.wp = window[prev_types[sb] & 3];
+        mp3d_imdct36_armv6(x, out, ovl, &p);
         prev_types[sb] = block_type;
     }
 }
