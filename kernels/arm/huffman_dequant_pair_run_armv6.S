@@ -1,0 +1,202 @@
+// The common case of the ARMv6 big-value pair kernel: a run of pairs that
+// need neither an escape nor the multi-level walk, in a band whose
+// magnitudes are the power table's upper words shifted right (q >= 6).
+//
+//   int32_t *mp3d_huf_pair_run_armv6(int32_t *out, int32_t *end, Huf_Pair_Run *run)
+//
+// Decodes pairs from out until out reaches end or the next pair needs the
+// general path (the caller's): a direct-lookup entry of 0 (a longer
+// codeword), an entry with the escape flag, or a refill that would load a
+// word from beyond run->limit (the last word inside the reservoir). Returns
+// the new out; writes the reader (bits, count, ptr) back to *run, and when
+// it stops at end, the bits of the last pair to run->used. The caller
+// enters only while the reader's read stop is far enough away that a pair
+// needs no more than 21 bits in the window; refills here end at most 3
+// bytes past run->limit, where that still holds.
+//
+// Registers in the loop (all 14 available, nothing on the stack):
+//   r0 out, r1 end, r2 bits (left-aligned window), r3 count (valid bits),
+//   r4 ptr (next reservoir byte), r5 fast table, r6 31 - lookup width,
+//   r7 upper words of the band's power row, r8 magnitude shift q - 6,
+//   r9 limit (last ptr a word may be loaded from), r10 bits of the pair,
+//   r11, r12, lr scratch (lr holds the next pair's lookup entry between
+//   iterations, loaded a whole iteration ahead of its use).
+//
+// Offsets of struct Huf_Pair_Run (checked by static_asserts in C++): the
+// first eight words in the order of r2..r9.
+#define RUN_USED 32
+#define RUN_LINBITS 36
+
+#if !defined(__ARM_ARCH) || __ARM_ARCH < 6 || defined(__thumb__)
+#error "ARMv6 or later in ARM mode"
+#endif
+
+// Tops the window (r2, r3 valid bits, r3 <= 23) up to 24..31 bits with the
+// 4 bytes at r4, most significant first, and advances r4 by the whole bytes
+// taken. t1, t2: scratch.
+        .macro  REFILL t1, t2
+#if defined(__ARM_FEATURE_UNALIGNED)
+        ldr     \t1, [r4]
+        rsb     \t2, r3, #31
+        add     r4, r4, \t2, lsr #3
+        rev     \t1, \t1
+#else
+        ldrb    \t1, [r4]
+        ldrb    \t2, [r4, #1]
+        orr     \t1, \t2, \t1, lsl #8
+        ldrb    \t2, [r4, #2]
+        orr     \t1, \t2, \t1, lsl #8
+        ldrb    \t2, [r4, #3]
+        orr     \t1, \t2, \t1, lsl #8
+        rsb     \t2, r3, #31
+        add     r4, r4, \t2, lsr #3
+#endif
+        orr     r2, r2, \t1, lsr r3
+        orr     r3, r3, #24
+        .endm
+
+        .syntax unified
+        .arm
+        .text
+        .align  2
+        .global mp3d_huf_pair_run_armv6
+        .hidden mp3d_huf_pair_run_armv6
+        .type   mp3d_huf_pair_run_armv6, %function
+mp3d_huf_pair_run_armv6:
+        push    {r2, r4-r11, lr}        // r2 (run) at [sp], 8-byte aligned
+        ldm     r2, {r2-r9}
+        mov     r11, r2, lsr r6         // first lookup: 2 * top `width` bits
+        bic     r11, r11, #1
+        ldrh    lr, [r5, r11]
+.Lloop:
+        // A pair without escape takes at most 21 bits (19-bit codeword and
+        // two signs): below that the window is refilled first.
+        cmp     r3, #21
+        blt     .Lrefill
+.Ldecode:
+        // Entry e = x << 12 | y << 8 | escape << 7 | bits of pair. e << 24
+        // is below 1 << 24 (signed) exactly when e is 0 or has the escape
+        // flag.
+        mov     r11, lr, lsl #24
+        cmp     r11, #0x01000000
+        blt     .Lspecial
+.Lplain:
+        mov     r11, lr, lsr #12        // x
+        ands    r12, lr, #0xF00         // y << 8; Z: y is 0 (no sign bit)
+        and     r10, lr, #63            // bits of the pair
+        ldr     r11, [r7, r11, lsl #3]  // upper word of x's power
+        ldr     r12, [r7, r12, lsr #5]  // upper word of y's power
+        sub     lr, r10, #1             // y's sign is the pair's last bit,
+        subne   lr, lr, #1              // x's the one before when y has one
+        movs    lr, r2, lsl lr          // N: x's sign
+        mov     r11, r11, lsr r8
+        rsbmi   r11, r11, #0
+        sub     lr, r10, #1
+        movs    lr, r2, lsl lr          // N: y's sign (0 when y is 0: any sign)
+        mov     r12, r12, lsr r8
+        rsbmi   r12, r12, #0
+        stmia   r0!, {r11, r12}
+        mov     r2, r2, lsl r10
+        sub     r3, r3, r10
+.Lnext:
+        mov     r11, r2, lsr r6         // next pair's lookup, ahead of the test
+        bic     r11, r11, #1
+        ldrh    lr, [r5, r11]
+        cmp     r0, r1
+        bne     .Lloop
+        ldr     r11, [sp]
+        str     r10, [r11, #RUN_USED]
+        stmia   r11, {r2-r4}
+        pop     {r2, r4-r11, pc}
+
+.Lrefill:
+        cmp     r4, r9
+        bhi     .Lgeneral
+        REFILL  r11, r12
+        mov     r11, r2, lsr r6
+        bic     r11, r11, #1
+        ldrh    lr, [r5, r11]
+        b       .Ldecode
+
+.Lgeneral:
+        ldr     r11, [sp]
+        stmia   r11, {r2-r4}
+        pop     {r2, r4-r11, pc}
+
+.Lspecial:
+        // A longer codeword goes to the general path; so does an escape pair
+        // whose two refills (3 bytes each at most) could pass the limit. In
+        // tables without escape bits the flag means nothing.
+        cmp     lr, #0
+        beq     .Lgeneral
+        ldr     r12, [sp]
+        ldr     r12, [r12, #RUN_LINBITS]
+        sub     r10, r9, #6
+        cmp     r12, #0
+        beq     .Lplain
+        cmp     r4, r10
+        bhi     .Lgeneral
+        // Escape pair: r9 (no limit checks needed now), r1, r5, r6 free up.
+        push    {r1, r5, r6, r9}
+        mov     r5, lr                  // e
+        and     r1, lr, #63
+        tst     lr, #0xF000
+        subne   r1, r1, #1
+        tst     lr, #0x0F00
+        subne   r1, r1, #1              // the codeword alone
+        mov     r2, r2, lsl r1
+        sub     r3, r3, r1
+        mov     r10, r0
+        movs    r11, r5, lsr #12
+        blne    .Lvalue
+        add     r10, r0, #4
+        and     r11, r5, #0x0F00
+        movs    r11, r11, lsr #8
+        blne    .Lvalue
+        mov     r10, r1                 // bits since the last escape's start
+        pop     {r1, r5, r6, r9}
+        add     r0, r0, #8
+        b       .Lnext
+
+// One value x (r11, 1..15) of an escape pair to [r10]: tops the window up to
+// its escape bits and sign (at most 14 bits), reads them and keeps in r1 the
+// bits since the pair's start or, after escape bits, since those bits'
+// start (where the decoder's byte-wise reader refills). r12: escape bits.
+// Clobbers r6, r9, r11, flags.
+.Lvalue:
+        cmp     r3, #14
+        bge     1f
+        REFILL  r9, r6
+1:      cmp     r11, #15
+        addne   r1, r1, #1
+        bne     .Lsmall
+        rsb     r6, r12, #32
+        mov     r9, r2, lsr r6          // escape bits
+        mov     r2, r2, lsl r12
+        sub     r3, r3, r12
+        add     r1, r12, #1
+        add     r11, r9, #15
+        cmp     r11, #64
+        bge     .Llarge
+.Lsmall:
+        ldr     r11, [r7, r11, lsl #3]
+        mov     r11, r11, lsr r8
+.Lsigned:
+        cmp     r2, #0                  // N: the sign bit
+        rsbmi   r11, r11, #0
+        mov     r2, r2, lsl #1
+        sub     r3, r3, #1
+        str     r11, [r10]
+        bx      lr
+.Llarge:
+        // 64 and more: the cube-root magnitude, computed in C++.
+        push    {r0-r3, r12, lr}
+        mov     r0, r11
+        ldr     r1, [sp, #40]           // run: above these 6 and the 4 pushed
+        bl      mp3d_huf_pair_large_armv6
+        mov     r11, r0
+        pop     {r0-r3, r12, lr}
+        b       .Lsigned
+        .size   mp3d_huf_pair_run_armv6, .-mp3d_huf_pair_run_armv6
+
+        .section .note.GNU-stack, "", %progbits
