@@ -79,7 +79,7 @@ struct Huf_Pair_Run {
 };
 static_assert(sizeof(uintptr_t) == 4 && sizeof(void *) == 4);
 static_assert(offsetof(Huf_Pair_Run, limit) == 28 && offsetof(Huf_Pair_Run, used) == 32 &&
-              offsetof(Huf_Pair_Run, linbits) == 36);
+              offsetof(Huf_Pair_Run, linbits) == 36 && offsetof(Huf_Pair_Run, table) == 52);
 
 // The general path's view of the run's reader.
 struct Reader32 {

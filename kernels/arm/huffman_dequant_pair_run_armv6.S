@@ -26,6 +26,7 @@
 // first eight words in the order of r2..r9.
 #define RUN_USED 32
 #define RUN_LINBITS 36
+#define RUN_TABLE 52
 
 #if !defined(__ARM_ARCH) || __ARM_ARCH < 6 || defined(__thumb__)
 #error "ARMv6 or later in ARM mode"
@@ -124,11 +125,12 @@ mp3d_huf_pair_run_armv6:
         pop     {r2, r4-r11, pc}
 
 .Lspecial:
-        // A longer codeword goes to the general path; so does an escape pair
-        // whose two refills (3 bytes each at most) could pass the limit. In
-        // tables without escape bits the flag means nothing.
+        // An escape pair whose two refills (3 bytes each at most) could pass
+        // the limit goes to the general path. In tables without escape bits
+        // the flag means nothing.
         cmp     lr, #0
-        beq     .Lgeneral
+        beq     .Lwalk
+.Lescape:
         ldr     r12, [sp]
         ldr     r12, [r12, #RUN_LINBITS]
         sub     r10, r9, #6
@@ -157,6 +159,58 @@ mp3d_huf_pair_run_armv6:
         pop     {r1, r5, r6, r9}
         add     r0, r0, #8
         b       .Lnext
+
+.Lwalk:
+        // A codeword longer than the direct lookup: the multi-level table
+        // (halfwords: the root's width, then the levels; an entry with bit 0
+        // set is a leaf x << 12 | y << 8 | codeword bits << 1, else it links
+        // to a level at (entry >> 1) & 0x3FF words further on, indexed by
+        // its next entry >> 11 bits). At most 5 lookups; the fifth entry is
+        // taken as the leaf whatever it holds. A leaf repeats over the bits
+        // after its codeword, so the 21 or more valid bits of the window
+        // decide it (no codeword is longer than 19 bits). The leaf is
+        // rewritten in the direct lookup's form, then decoded as one.
+        push    {r0, r1}
+        ldr     r12, [sp, #8]
+        mov     r11, r2                 // the bits still to index by
+        mov     r10, #4                 // lookups left after the root's
+        ldr     r12, [r12, #RUN_TABLE]
+        ldrh    r0, [r12], #2           // root width; r12: the root level
+        rsb     r1, r0, #32
+        mov     r1, r11, lsr r1
+        add     r1, r12, r1, lsl #1
+        ldrh    lr, [r1]
+        mov     r11, r11, lsl r0
+.Lwalk_level:
+        tst     lr, #1
+        bne     .Lleaf
+        subs    r10, r10, #1
+        bmi     .Lleaf
+        mov     r0, lr, lsl #21         // bits 1..10 (bit 0 is 0):
+        add     r12, r12, r0, lsr #21   // the level's offset in bytes
+        mov     r0, lr, lsr #11         // its index width
+        rsb     r1, r0, #32
+        mov     r1, r11, lsr r1
+        add     r1, r12, r1, lsl #1
+        ldrh    lr, [r1]
+        mov     r11, r11, lsl r0
+        b       .Lwalk_level
+.Lleaf:
+        and     r0, lr, #0x3E
+        mov     r0, r0, lsr #1          // codeword bits
+        tst     lr, #0xF000
+        addne   r0, r0, #1              // x's sign
+        tst     lr, #0x0F00
+        addne   r0, r0, #1              // y's sign
+        bic     lr, lr, #0xFF
+        orr     lr, lr, r0
+        and     r0, lr, #0xF000
+        cmp     r0, #0xF000
+        and     r0, lr, #0x0F00
+        cmpne   r0, #0x0F00
+        pop     {r0, r1}
+        beq     .Lescape                // x or y is 15
+        b       .Lplain
 
 // One value x (r11, 1..15) of an escape pair to [r10]: tops the window up to
 // its escape bits and sign (at most 14 bits), reads them and keeps in r1 the
