@@ -68,7 +68,7 @@ struct Huf_Pair_Run {
     const uint8_t *upper;  // upper word of the band's power of x at upper + 8 x
     uint32_t shift;        // q - 6, cut to 31 (bands with q >= 6)
     uintptr_t limit;       // the last address a refill may load a word from
-    uint32_t used;         // out: bits since the byte-wise reader's last refill point
+    int32_t used;          // bits since the byte-wise reader's last refill point
     uint32_t linbits;
     int32_t scale;  // the band's quarter-step scale (Q31) and q
     int32_t q;
@@ -76,10 +76,27 @@ struct Huf_Pair_Run {
     const uint16_t *table;  // the multi-level code table
     uint32_t escape_flag;   // kEscapeFlag in tables with escapes, else 0
     uintptr_t base;         // address of the reservoir buffer
+    // The bands: the current one, the first not to decode, the end of the
+    // current one's pairs.
+    int32_t band;
+    int32_t band_stop;
+    int32_t *band_end;
+    const int16_t *bands;
+    const int32_t *exponents;
+    int32_t line_limit;
+    const uint8_t *powers;  // upper word of huf_scaled_powers[0][0]
+    const int32_t *scales;  // scale_fac_table_lf
 };
 static_assert(sizeof(uintptr_t) == 4 && sizeof(void *) == 4);
-static_assert(offsetof(Huf_Pair_Run, limit) == 28 && offsetof(Huf_Pair_Run, used) == 32 &&
-              offsetof(Huf_Pair_Run, linbits) == 36 && offsetof(Huf_Pair_Run, table) == 52);
+static_assert(offsetof(Huf_Pair_Run, upper) == 20 && offsetof(Huf_Pair_Run, shift) == 24 &&
+              offsetof(Huf_Pair_Run, limit) == 28 && offsetof(Huf_Pair_Run, used) == 32 &&
+              offsetof(Huf_Pair_Run, linbits) == 36 && offsetof(Huf_Pair_Run, scale) == 40 &&
+              offsetof(Huf_Pair_Run, q) == 44 && offsetof(Huf_Pair_Run, table) == 52 &&
+              offsetof(Huf_Pair_Run, band) == 64 && offsetof(Huf_Pair_Run, band_stop) == 68 &&
+              offsetof(Huf_Pair_Run, band_end) == 72 && offsetof(Huf_Pair_Run, bands) == 76 &&
+              offsetof(Huf_Pair_Run, exponents) == 80 && offsetof(Huf_Pair_Run, line_limit) == 84 &&
+              offsetof(Huf_Pair_Run, powers) == 88 && offsetof(Huf_Pair_Run, scales) == 92);
+static_assert(sizeof(huf_scaled_powers[0]) == 512);
 
 // The general path's view of the run's reader.
 struct Reader32 {
@@ -173,6 +190,24 @@ uint32_t escape_value(int32_t *out, uint32_t x, Reader32 &r) {
     return static_cast<int32_t>(used);
 }
 
+// Sets the run up for band run.band, whose pairs start at out: returns
+// false when it has none (its lines, cut to the line limit, are fewer than
+// 2), as the assembly loop does between bands.
+bool start_band(int32_t *out, Huf_Pair_Run &run) {
+    const int32_t first = run.bands[run.band];
+    int32_t end = run.bands[run.band + 1];
+    if (run.line_limit <= end) end = run.line_limit;
+    const int32_t pairs = end - first > 0 ? (end - first) >> 1 : 0;
+    if (pairs == 0) return false;
+    run.band_end = out + 2 * pairs;
+    const Huf_Exponent_Split e = huf_split_exponent(run.exponents[run.band]);
+    run.scale = run.scales[e.r];
+    run.q = e.q;
+    run.upper = run.powers + 512 * e.r;
+    run.shift = static_cast<uint32_t>(e.q - 6 < 31 ? e.q - 6 : 31);
+    return true;
+}
+
 }  // namespace
 
 extern "C" int32_t *mp3d_huf_pair_run_armv6(int32_t *out, int32_t *end, Huf_Pair_Run *run);
@@ -198,7 +233,7 @@ uint32_t Huf_dec_dequant_region_pair_armv6(int32_t *out, const MP3D_Pair_Region 
     run.upper = nullptr;
     run.shift = 0;
     run.limit = base + static_cast<uint32_t>(kReservoirBytes - 4);
-    run.used = 0;
+    run.used = -1;  // bits since the byte-wise reader's last refill; -1: none yet
     run.linbits = region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits;
     run.scale = 0;
     run.q = 0;
@@ -206,64 +241,58 @@ uint32_t Huf_dec_dequant_region_pair_armv6(int32_t *out, const MP3D_Pair_Region 
     run.table = table;
     run.escape_flag = run.linbits != 0 ? kEscapeFlag : 0u;
     run.base = base;
+    run.bands = region->band_table;
+    run.exponents = region->exponents;
+    run.line_limit = region->line_limit;
+    run.powers = reinterpret_cast<const uint8_t *>(huf_scaled_powers[0]) + kUpperWordOffset;
+    run.scales = state->scale_fac_table_lf;
     const uintptr_t last_plain = base + static_cast<uint32_t>(kLastPlainIndex);
-    int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
 
-    const int16_t *const bands = region->band_table;
-    const int32_t limit = region->line_limit;
-    int32_t band = region->start_band;
-    for (; band < region->end_band; ++band) {
-        const int32_t first = bands[band];
-        const int32_t end = bands[band + 1];
-        bool last = false;
-        int32_t lines = end - first;
-        if (limit <= end) {
-            lines = limit - first;
-            last = true;
+    // Bands up to the one that reaches the line limit, which ends the region
+    // (*stop); band_reached is that band, or end_band.
+    run.band_stop = region->end_band;
+    *band_reached = region->start_band > region->end_band ? region->start_band : region->end_band;
+    for (int32_t b = region->start_band; b < region->end_band; ++b) {
+        if (region->line_limit <= run.bands[b + 1]) {
+            run.band_stop = b + 1;
+            *band_reached = b;
             *stop = 1;
+            break;
         }
-        const int32_t pairs = lines > 0 ? lines >> 1 : 0;
+    }
 
-        if (table == nullptr) {
-            out += 2 * pairs;
-        } else if (pairs > 0) {
-            const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
-            run.scale = state->scale_fac_table_lf[e.r];
-            run.q = e.q;
-            run.upper =
-                reinterpret_cast<const uint8_t *>(huf_scaled_powers[e.r]) + kUpperWordOffset;
-            run.shift = static_cast<uint32_t>(e.q - 6 < 31 ? e.q - 6 : 31);
-            int32_t *const band_end = out + 2 * pairs;
-            int32_t used;
-            do {
-                // The assembly loop takes every pair it can while the read
-                // stop is not yet due.
-                if (e.q >= 6 && run.ptr <= last_plain) {
-                    out = mp3d_huf_pair_run_armv6(out, band_end, &run);
-                    if (out == band_end) {
-                        used = static_cast<int32_t>(run.used);
-                        break;
-                    }
-                }
-                used = decode_pair(out, run);
-                if (used < 0) break;
-                out += 2;
-            } while (out != band_end);
-            out = band_end;
+    if (table != nullptr) {
+        run.band = region->start_band;
+        bool open = run.band < run.band_stop && start_band(out, run);
+        while (run.band < run.band_stop) {
+            if (!open) {
+                if (++run.band >= run.band_stop) break;
+                open = start_band(out, run);
+                continue;
+            }
+            // The assembly loop takes every pair it can while the read stop
+            // is not yet due, and moves on through the bands itself.
+            if (run.q >= 6 && run.ptr <= last_plain) {
+                out = mp3d_huf_pair_run_armv6(out, run.band_end, &run);
+                if (run.band >= run.band_stop) break;
+            }
+            const int32_t used = decode_pair(out, run);
             if (used < 0) {
                 // Past the end of the reservoir: nothing left to decode.
-                tail = 0;
+                run.used = 0;
                 *stop = 1;
+                *band_reached = run.band;
                 break;
             }
-            tail = used;
+            run.used = used;
+            out += 2;
+            open = out != run.band_end;
         }
-        if (last) break;
     }
-    *band_reached = band;
 
     const int32_t index = static_cast<int32_t>(run.ptr - base);
     const int32_t position = 8 * index - run.count;
+    const int32_t tail = run.used;
     // The 64-bit reader's form that huf_reader_store takes: only the read
     // position (8 * index - count) matters there.
     return huf_reader_store({0, run.count, index}, tail < 0 ? INT32_MIN : position - tail,

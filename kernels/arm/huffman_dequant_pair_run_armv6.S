@@ -26,7 +26,17 @@
 // first eight words in the order of r2..r9.
 #define RUN_USED 32
 #define RUN_LINBITS 36
+#define RUN_SCALE 40
+#define RUN_Q 44
 #define RUN_TABLE 52
+#define RUN_BAND 64
+#define RUN_BAND_STOP 68
+#define RUN_BAND_END 72
+#define RUN_BANDS 76
+#define RUN_EXPONENTS 80
+#define RUN_LINE_LIMIT 84
+#define RUN_POWERS 88
+#define RUN_SCALES 92
 
 #if !defined(__ARM_ARCH) || __ARM_ARCH < 6 || defined(__thumb__)
 #error "ARMv6 or later in ARM mode"
@@ -105,8 +115,52 @@ mp3d_huf_pair_run_armv6:
         ldrh    lr, [r5, r11]
         cmp     r0, r1
         bne     .Lloop
+        // The band is done: on to the next one with pairs, as long as the
+        // run's bands last and q >= 6.
         ldr     r11, [sp]
+        ldr     r12, [r11, #RUN_BAND]
         str     r10, [r11, #RUN_USED]
+.Lnext_band:
+        ldr     lr, [r11, #RUN_BAND_STOP]
+        add     r12, r12, #1
+        str     r12, [r11, #RUN_BAND]
+        cmp     r12, lr
+        bge     .Lexit
+        ldr     lr, [r11, #RUN_BANDS]
+        ldr     r10, [r11, #RUN_LINE_LIMIT]
+        add     lr, lr, r12, lsl #1
+        ldrsh   r7, [lr]                // first line
+        ldrsh   lr, [lr, #2]            // end line, cut to the line limit
+        cmp     lr, r10
+        movgt   lr, r10
+        subs    lr, lr, r7
+        ble     .Lnext_band
+        movs    lr, lr, asr #1          // pairs
+        beq     .Lnext_band
+        add     r1, r0, lr, lsl #3
+        ldr     lr, [r11, #RUN_EXPONENTS]
+        ldr     r10, [r11, #RUN_SCALES]
+        ldr     lr, [lr, r12, lsl #2]
+        ldr     r7, [r11, #RUN_POWERS]
+        rsb     lr, lr, #0              // -exponent = 4q + r
+        and     r12, lr, #3
+        mov     lr, lr, asr #2
+        ldr     r10, [r10, r12, lsl #2]
+        add     r7, r7, r12, lsl #9     // row r: 64 entries of 8 bytes
+        subs    r8, lr, #6
+        str     lr, [r11, #RUN_Q]
+        str     r10, [r11, #RUN_SCALE]
+        str     r7, [r11, #20]          // upper
+        blt     .Lexit                  // q < 6: the general path's band
+        cmp     r8, #31
+        movgt   r8, #31
+        str     r8, [r11, #24]          // shift
+        mov     r12, r2, lsr r6
+        bic     r12, r12, #1
+        ldrh    lr, [r5, r12]
+        b       .Lloop
+.Lexit:
+        str     r1, [r11, #RUN_BAND_END]
         stmia   r11, {r2-r4}
         pop     {r2, r4-r11, pc}
 
@@ -121,8 +175,7 @@ mp3d_huf_pair_run_armv6:
 
 .Lgeneral:
         ldr     r11, [sp]
-        stmia   r11, {r2-r4}
-        pop     {r2, r4-r11, pc}
+        b       .Lexit
 
 .Lspecial:
         // An escape pair whose two refills (3 bytes each at most) could pass
