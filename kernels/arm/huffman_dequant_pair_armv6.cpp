@@ -22,6 +22,13 @@
 // The read stop past the reservoir's end and the byte-wise reader's state
 // written back on exit follow from the read position and the bits since that
 // reader's last refill point, exactly as in the portable kernel.
+//
+// Almost every pair is decoded by the assembly loop
+// (huffman_dequant_pair_run_armv6.S): plain pairs, escapes, long codewords
+// and the moves from band to band, with everything in registers. This file
+// sets the region up, finds where it ends, and decodes one pair at a time
+// what the loop leaves: bands with q < 6, and pairs near the reservoir's
+// end, where refills must be bounded and the read stop may act.
 #include <cstddef>
 #include <cstring>
 
