@@ -99,13 +99,12 @@ mp3d_huf_pair_run_armv6:
         ldr     r12, [r7, r12, lsr #5]  // upper word of y's power
         sub     lr, r10, #1             // y's sign is the pair's last bit,
         subne   lr, lr, #1              // x's the one before when y has one
-        movs    lr, r2, lsl lr          // N: x's sign
-        mov     r11, r11, lsr r8
-        rsbmi   r11, r11, #0
-        sub     lr, r10, #1
-        movs    lr, r2, lsl lr          // N: y's sign (0 when y is 0: any sign)
+        movs    lr, r2, lsl lr          // N: x's sign; bit 30: y's sign
+        mov     r11, r11, lsr r8        // (a zero value's magnitude is 0:
+        rsbmi   r11, r11, #0            // the bit taken as its sign is not
+        tst     lr, #0x40000000         // its own, but any sign gives 0)
         mov     r12, r12, lsr r8
-        rsbmi   r12, r12, #0
+        rsbne   r12, r12, #0
         stmia   r0!, {r11, r12}
         mov     r2, r2, lsl r10
         sub     r3, r3, r10
