@@ -22,6 +22,14 @@
 // The read stop past the reservoir's end and the byte-wise reader's state
 // written back on exit follow from the read position and the bits since that
 // reader's last refill point, exactly as in the portable kernel.
+//
+// Almost every pair is decoded by the assembly loop
+// (huffman_dequant_pair_run_armv6.S): plain pairs, escapes, long codewords
+// and the moves from band to band, with everything in registers. This file
+// sets the region up, finds where it ends, and decodes one pair at a time
+// what the loop leaves: bands with q < 6, and pairs near the reservoir's
+// end, where refills must be bounded and the read stop may act.
+#include <cstddef>
 #include <cstring>
 
 #include "kernels/arm/kernels_armv6.h"
@@ -46,213 +54,255 @@ constexpr size_t kUpperWordOffset = 4;
 // Escape bits and a sign.
 constexpr int32_t kEscapeBits = static_cast<int32_t>(kMaxLinbits) + 1;
 
-struct Reader32 {
-    uint32_t bits;
-    int32_t count;
-    int32_t index;
-    int32_t guard;  // count below it: a refill is due or the read stop is reached
-    const uint8_t *buffer;
+// The last read index from which a pair needs no more than kPlainPairBits
+// in the window: up to it the read stop is not yet due.
+constexpr int32_t kLastPlainIndex = (kPairStopPosition - 1 + kPlainPairBits) / 8;
+static_assert(8 * kLastPlainIndex - kPairStopPosition + 1 <= kPlainPairBits &&
+              8 * (kLastPlainIndex + 1) - kPairStopPosition + 1 > kPlainPairBits);
+// The assembly loop refills from at most kReservoirBytes - 4, reaching at
+// most 3 bytes further: still where a pair needs only kPlainPairBits.
+static_assert(kReservoirBytes - 1 <= kLastPlainIndex);
 
-    // Below this count a pair either needs a refill or must not start (its
-    // read position, 8 * index - count, has reached kPairStopPosition).
-    void update_guard() {
-        const int32_t stop = 8 * index - kPairStopPosition + 1;
-        guard = stop > kPlainPairBits ? stop : kPlainPairBits;
-    }
+// The reader and the band as the assembly loop (huffman_dequant_pair_run_armv6.S)
+// sees them, also the general path's reader: the first eight words in the
+// order the loop loads them into r2..r9.
+struct Huf_Pair_Run {
+    uint32_t bits;  // unread bits, left-aligned
+    int32_t count;  // how many of them are valid (0..32)
+    uintptr_t ptr;  // address of the next reservoir byte to load
+    const uint16_t *fast;
+    uint32_t fast_shift;   // 31 - width of the direct lookup
+    const uint8_t *upper;  // upper word of the band's power of x at upper + 8 x
+    uint32_t shift;        // q - 6, cut to 31 (bands with q >= 6)
+    uintptr_t limit;       // the last address a refill may load a word from
+    int32_t used;          // bits since the byte-wise reader's last refill point
+    uint32_t linbits;
+    int32_t scale;  // the band's quarter-step scale (Q31) and q
+    int32_t q;
+    MP3D_Decoder_State *state;
+    const uint16_t *table;  // the multi-level code table
+    uint32_t escape_flag;   // kEscapeFlag in tables with escapes, else 0
+    uintptr_t base;         // address of the reservoir buffer
+    // The bands: the current one, the first not to decode, the end of the
+    // current one's pairs.
+    int32_t band;
+    int32_t band_stop;
+    int32_t *band_end;
+    const int16_t *bands;
+    const int32_t *exponents;
+    int32_t line_limit;
+    const uint8_t *powers;  // upper word of huf_scaled_powers[0][0]
+    const int32_t *scales;  // scale_fac_table_lf
+};
+static_assert(sizeof(uintptr_t) == 4 && sizeof(void *) == 4);
+static_assert(offsetof(Huf_Pair_Run, upper) == 20 && offsetof(Huf_Pair_Run, shift) == 24 &&
+              offsetof(Huf_Pair_Run, limit) == 28 && offsetof(Huf_Pair_Run, used) == 32 &&
+              offsetof(Huf_Pair_Run, linbits) == 36 && offsetof(Huf_Pair_Run, scale) == 40 &&
+              offsetof(Huf_Pair_Run, q) == 44 && offsetof(Huf_Pair_Run, table) == 52 &&
+              offsetof(Huf_Pair_Run, band) == 64 && offsetof(Huf_Pair_Run, band_stop) == 68 &&
+              offsetof(Huf_Pair_Run, band_end) == 72 && offsetof(Huf_Pair_Run, bands) == 76 &&
+              offsetof(Huf_Pair_Run, exponents) == 80 && offsetof(Huf_Pair_Run, line_limit) == 84 &&
+              offsetof(Huf_Pair_Run, powers) == 88 && offsetof(Huf_Pair_Run, scales) == 92);
+static_assert(sizeof(huf_scaled_powers[0]) == 512);
+
+// The general path's view of the run's reader.
+struct Reader32 {
+    Huf_Pair_Run &run;
+    const uint8_t *buffer() const { return reinterpret_cast<const uint8_t *>(run.base); }
+    int32_t index() const { return static_cast<int32_t>(run.ptr - run.base); }
     // Tops the window up to 24..31 valid bits (count <= 23 on entry).
     void refill() {
-        bits |= huf_next_word32(buffer, index) >> count;
-        index += (31 - count) >> 3;
-        count |= 24;
+        const int32_t i = index();
+        run.bits |= huf_next_word32(buffer(), i) >> run.count;
+        run.ptr += static_cast<uint32_t>((31 - run.count) >> 3);
+        run.count |= 24;
     }
     // The next 32 bits of the stream.
     uint32_t peek() const {
-        return count >= 32 ? bits : bits | (huf_next_word32(buffer, index) >> count);
+        return run.count >= 32 ? run.bits
+                               : run.bits | (huf_next_word32(buffer(), index()) >> run.count);
     }
     void skip(uint32_t n) {
-        bits <<= n;
-        count -= static_cast<int32_t>(n);
+        run.bits <<= n;
+        run.count -= static_cast<int32_t>(n);
     }
 };
 
-// Magnitude of x < 64 in a band with q >= 6: the upper word shifted right.
-struct Right_Magnitudes {
-    const uint8_t *upper;  // upper word of entry x at upper + 8 x
-    uint32_t shift;        // q - 6, at most 31
-    int32_t operator()(uint32_t x) const {
-        uint32_t w;
-        std::memcpy(&w, upper + 8 * x, sizeof(w));
-        return static_cast<int32_t>(w >> shift);
-    }
-};
-
-// Magnitude of x < 64 in a band with q < 6: the upper word shifted left by
-// 6 - q (0 from 32 on), x = 1 from huf_magnitude_one.
-struct Left_Magnitudes {
-    const uint8_t *upper;
-    uint32_t shift;  // 6 - q, cut to 0..31
-    uint32_t keep;   // all ones when 6 - q < 32
-    int32_t one;
-    int32_t operator()(uint32_t x) const {
-        uint32_t w;
-        std::memcpy(&w, upper + 8 * x, sizeof(w));
-        return x == 1 ? one : static_cast<int32_t>((w << shift) & keep);
-    }
-};
-
-struct Pair_Context {
-    const uint16_t *table;
-    const uint16_t *fast;
-    uint32_t fast_shift;   // 32 - width of the direct lookup
-    uint32_t escape_flag;  // kEscapeFlag in tables with escapes, else 0
-    uint32_t linbits;
-    int32_t scale;
-    int32_t q;
-    MP3D_Decoder_State *state;
-};
+// Magnitude of x < 64: for q >= 6 the upper word shifted right by q - 6
+// (cut to 31, which gives 0); below, the upper word shifted left by 6 - q
+// (0 from 32 on), except x = 1, which comes from huf_magnitude_one.
+int32_t small_magnitude(uint32_t x, const Huf_Pair_Run &run) {
+    uint32_t w;
+    std::memcpy(&w, run.upper + 8 * x, sizeof(w));
+    if (run.q >= 6) return static_cast<int32_t>(w >> run.shift);
+    if (x == 1) return huf_magnitude_one(run.scale, run.q);
+    return 6 - run.q < 32 ? static_cast<int32_t>(w << (6 - run.q)) : 0;
+}
 
 // One value of an escape pair, from the reader standing at its escape bits
 // (x = 15) or sign: writes it to *out and returns the bits it took.
-template <class Magnitudes>
-inline uint32_t escape_value(int32_t *out, uint32_t x, Reader32 &r, const Magnitudes &mag,
-                             const Pair_Context &c) {
-    if (r.count < kEscapeBits) {
-        r.refill();
-        r.update_guard();
-    }
+uint32_t escape_value(int32_t *out, uint32_t x, Reader32 &r) {
+    Huf_Pair_Run &run = r.run;
+    if (run.count < kEscapeBits) r.refill();
     uint32_t taken = 1;
     int32_t m;
     if (x == 15) {
-        const int32_t value = 15 + static_cast<int32_t>(r.bits >> (32 - c.linbits));
-        r.skip(c.linbits);
-        taken += c.linbits;
-        m = value < 64 ? mag(static_cast<uint32_t>(value))
-                       : large_magnitude(value, c.scale, c.q, c.state);
+        const int32_t value = 15 + static_cast<int32_t>(run.bits >> (32 - run.linbits));
+        r.skip(run.linbits);
+        taken += run.linbits;
+        m = value < 64 ? small_magnitude(static_cast<uint32_t>(value), run)
+                       : large_magnitude(value, run.scale, run.q, run.state);
     } else {
-        m = mag(x);
+        m = small_magnitude(x, run);
     }
-    *out = apply_sign(m, r.bits);
+    *out = apply_sign(m, run.bits);
     r.skip(1);
     return taken;
 }
 
-// Decodes the pairs of one band, out .. band_end. Returns the bits since the
-// byte-wise reader's last refill point (before the last pair or its last
-// escape), or -1 when the read stop ended the band before a pair.
-template <class Magnitudes>
-inline int32_t decode_band(int32_t *out, int32_t *const band_end, Reader32 &r,
-                           const Magnitudes &mag, const Pair_Context &c) {
-    uint32_t used = 0;
-    do {
-        if (r.count < r.guard) {
-            if (r.count < kPlainPairBits) r.refill();
-            r.update_guard();
-            // Past the end of the reservoir: nothing left to decode.
-            if (r.count < r.guard) return -1;
-        }
-        uint32_t entry = c.fast[r.bits >> c.fast_shift];
-        if (entry == 0) [[unlikely]]
-            entry = walk(c.table, r.peek());
-        const uint32_t x = entry >> 12;
-        const uint32_t y = (entry >> 8) & 15u;
-        const uint32_t sy = y != 0 ? 1u : 0u;
-        used = entry & 63u;
-        if ((entry & c.escape_flag) != 0) [[unlikely]] {
-            const uint32_t sx = x != 0 ? 1u : 0u;
-            used -= sx + sy;  // the codeword alone
-            r.skip(used);
-            if (x != 0) used = (x == 15 ? 0u : used) + escape_value(out, x, r, mag, c);
-            if (y != 0) used = (y == 15 ? 0u : used) + escape_value(out + 1, y, r, mag, c);
-        } else {
-            // No escape: the sign of y is the pair's last bit, that of x the
-            // one before when y is not zero. A zero value's sign bit is not
-            // its own, but its magnitude is 0: its line gets 0 either way.
-            const uint32_t vy = r.bits << (used - 1);
-            const uint32_t vx = r.bits << (used - 1 - sy);
-            out[0] = apply_sign(mag(x), vx);
-            out[1] = apply_sign(mag(y), vy);
-            r.skip(used);
-        }
-        out += 2;
-    } while (out != band_end);
+// Decodes one pair to out[0], out[1], whatever it needs (refills near the
+// reservoir's end, the multi-level walk, escapes, any q). Returns the bits
+// since the byte-wise reader's last refill point (before the pair or its
+// last escape), or -1 when the read stop leaves the pair undecoded. Kept
+// out of line, so that the band loop around the assembly loop stays in
+// registers.
+[[gnu::noinline]] int32_t decode_pair(int32_t *out, Huf_Pair_Run &run) {
+    Reader32 r{run};
+    if (run.count < kPlainPairBits) r.refill();
+    // Below this count the pair must not start: its read position
+    // (8 * index - count) has reached kPairStopPosition.
+    if (run.count < 8 * r.index() - kPairStopPosition + 1) return -1;
+    uint32_t entry = run.fast[run.bits >> (run.fast_shift + 1)];
+    if (entry == 0) entry = walk(run.table, r.peek());
+    const uint32_t x = entry >> 12;
+    const uint32_t y = (entry >> 8) & 15u;
+    const uint32_t sy = y != 0 ? 1u : 0u;
+    uint32_t used = entry & 63u;
+    if ((entry & run.escape_flag) != 0) {
+        const uint32_t sx = x != 0 ? 1u : 0u;
+        used -= sx + sy;  // the codeword alone
+        r.skip(used);
+        if (x != 0) used = (x == 15 ? 0u : used) + escape_value(out, x, r);
+        if (y != 0) used = (y == 15 ? 0u : used) + escape_value(out + 1, y, r);
+    } else {
+        // No escape: the sign of y is the pair's last bit, that of x the
+        // one before when y is not zero. A zero value's sign bit is not its
+        // own, but its magnitude is 0: its line gets 0 either way.
+        const uint32_t vy = run.bits << (used - 1);
+        const uint32_t vx = run.bits << (used - 1 - sy);
+        out[0] = apply_sign(small_magnitude(x, run), vx);
+        out[1] = apply_sign(small_magnitude(y, run), vy);
+        r.skip(used);
+    }
     return static_cast<int32_t>(used);
 }
 
+// Sets the run up for band run.band, whose pairs start at out: returns
+// false when it has none (its lines, cut to the line limit, are fewer than
+// 2), as the assembly loop does between bands.
+bool start_band(int32_t *out, Huf_Pair_Run &run) {
+    const int32_t first = run.bands[run.band];
+    int32_t end = run.bands[run.band + 1];
+    if (run.line_limit <= end) end = run.line_limit;
+    const int32_t pairs = end - first > 0 ? (end - first) >> 1 : 0;
+    if (pairs == 0) return false;
+    run.band_end = out + 2 * pairs;
+    const Huf_Exponent_Split e = huf_split_exponent(run.exponents[run.band]);
+    run.scale = run.scales[e.r];
+    run.q = e.q;
+    run.upper = run.powers + 512 * e.r;
+    run.shift = static_cast<uint32_t>(e.q - 6 < 31 ? e.q - 6 : 31);
+    return true;
+}
+
 }  // namespace
+
+extern "C" int32_t *mp3d_huf_pair_run_armv6(int32_t *out, int32_t *end, Huf_Pair_Run *run);
+
+// The assembly loop's magnitude of an escape value of 64 or more.
+extern "C" int32_t mp3d_huf_pair_large_armv6(int32_t value, const Huf_Pair_Run *run) {
+    return large_magnitude(value, run->scale, run->q, run->state);
+}
 
 uint32_t Huf_dec_dequant_region_pair_armv6(int32_t *out, const MP3D_Pair_Region *region,
                                            MP3D_Decoder_State *state, int32_t *band_reached,
                                            int32_t *stop) {
     const int32_t n = state->res_bits_in_window;
-    Reader32 r{n > 0 ? state->res_window << (32 - n) : 0u, n, state->res_read_index, 0,
-               state->reservoir_buffer};
-    r.update_guard();
-    int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
-
+    const uintptr_t base = reinterpret_cast<uintptr_t>(state->reservoir_buffer);
     const uint16_t *const table = region->code_table;
     const Huffman_Pair_Fast_Table fast_table = find_fast_table(table);
-    Pair_Context c{table,
-                   fast_table.entries,
-                   32 - fast_table.width,
-                   0,
-                   region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits,
-                   0,
-                   0,
-                   state};
-    c.escape_flag = c.linbits != 0 ? kEscapeFlag : 0u;
-    const int16_t *const bands = region->band_table;
-    const int32_t limit = region->line_limit;
+    Huf_Pair_Run run;
+    run.bits = n > 0 ? state->res_window << (32 - n) : 0u;
+    run.count = n;
+    run.ptr = base + static_cast<uint32_t>(state->res_read_index);
+    run.fast = fast_table.entries;
+    run.fast_shift = 31 - fast_table.width;
+    run.upper = nullptr;
+    run.shift = 0;
+    run.limit = base + static_cast<uint32_t>(kReservoirBytes - 4);
+    run.used = -1;  // bits since the byte-wise reader's last refill; -1: none yet
+    run.linbits = region->linbits > kMaxLinbits ? kMaxLinbits : region->linbits;
+    run.scale = 0;
+    run.q = 0;
+    run.state = state;
+    run.table = table;
+    run.escape_flag = run.linbits != 0 ? kEscapeFlag : 0u;
+    run.base = base;
+    run.bands = region->band_table;
+    run.exponents = region->exponents;
+    run.line_limit = region->line_limit;
+    run.powers = reinterpret_cast<const uint8_t *>(huf_scaled_powers[0]) + kUpperWordOffset;
+    run.scales = state->scale_fac_table_lf;
+    const uintptr_t last_plain = base + static_cast<uint32_t>(kLastPlainIndex);
 
-    int32_t band = region->start_band;
-    for (; band < region->end_band; ++band) {
-        const int32_t first = bands[band];
-        const int32_t end = bands[band + 1];
-        bool last = false;
-        int32_t lines = end - first;
-        if (limit <= end) {
-            lines = limit - first;
-            last = true;
+    // Bands up to the one that reaches the line limit, which ends the region
+    // (*stop); band_reached is that band, or end_band.
+    run.band_stop = region->end_band;
+    *band_reached = region->start_band > region->end_band ? region->start_band : region->end_band;
+    for (int32_t b = region->start_band; b < region->end_band; ++b) {
+        if (region->line_limit <= run.bands[b + 1]) {
+            run.band_stop = b + 1;
+            *band_reached = b;
             *stop = 1;
+            break;
         }
-        const int32_t pairs = lines > 0 ? lines >> 1 : 0;
+    }
 
-        if (table == nullptr) {
-            out += 2 * pairs;
-        } else if (pairs > 0) {
-            const Huf_Exponent_Split e = huf_split_exponent(region->exponents[band]);
-            c.scale = state->scale_fac_table_lf[e.r];
-            c.q = e.q;
-            const uint8_t *const upper =
-                reinterpret_cast<const uint8_t *>(huf_scaled_powers[e.r]) + kUpperWordOffset;
-            int32_t *const band_end = out + 2 * pairs;
-            int32_t used;
-            if (e.q >= 6) {
-                const Right_Magnitudes mag{upper,
-                                           static_cast<uint32_t>(e.q - 6 < 31 ? e.q - 6 : 31)};
-                used = decode_band(out, band_end, r, mag, c);
-            } else {
-                const int32_t left = 6 - e.q;
-                const Left_Magnitudes mag{upper, static_cast<uint32_t>(left < 32 ? left : 0),
-                                          left < 32 ? ~0u : 0u, huf_magnitude_one(c.scale, e.q)};
-                used = decode_band(out, band_end, r, mag, c);
+    if (table != nullptr) {
+        run.band = region->start_band;
+        bool open = run.band < run.band_stop && start_band(out, run);
+        while (run.band < run.band_stop) {
+            if (!open) {
+                if (++run.band >= run.band_stop) break;
+                open = start_band(out, run);
+                continue;
             }
-            out = band_end;
+            // The assembly loop takes every pair it can while the read stop
+            // is not yet due, and moves on through the bands itself.
+            if (run.q >= 6 && run.ptr <= last_plain) {
+                out = mp3d_huf_pair_run_armv6(out, run.band_end, &run);
+                if (run.band >= run.band_stop) break;
+            }
+            const int32_t used = decode_pair(out, run);
             if (used < 0) {
                 // Past the end of the reservoir: nothing left to decode.
-                tail = 0;
+                run.used = 0;
                 *stop = 1;
+                *band_reached = run.band;
                 break;
             }
-            tail = used;
+            run.used = used;
+            out += 2;
+            open = out != run.band_end;
         }
-        if (last) break;
     }
-    *band_reached = band;
 
-    const int32_t position = 8 * r.index - r.count;
+    const int32_t index = static_cast<int32_t>(run.ptr - base);
+    const int32_t position = 8 * index - run.count;
+    const int32_t tail = run.used;
     // The 64-bit reader's form that huf_reader_store takes: only the read
     // position (8 * index - count) matters there.
-    return huf_reader_store({0, r.count, r.index}, tail < 0 ? INT32_MIN : position - tail,
+    return huf_reader_store({0, run.count, index}, tail < 0 ? INT32_MIN : position - tail,
                             kPairRefillDepth, state);
 }
 

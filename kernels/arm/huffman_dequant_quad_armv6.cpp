@@ -9,6 +9,11 @@
 // word load tops the window up to 24..31 bits, enough for two or three
 // quadruples. The read stop and the state written back follow from the read
 // position and the bits of the last quadruple, as in the portable kernel.
+// The quadruples inside a band, away from the reservoir's end, are decoded
+// by the assembly loop huffman_dequant_quad_run_armv6.S; this loop takes the
+// ones at band boundaries and near the end.
+#include <cstddef>
+
 #include "kernels/arm/kernels_armv6.h"
 #include "kernels/huffman_dequant.h"
 #include "kernels/huffman_dequant_steps.h"
@@ -17,6 +22,35 @@
 namespace mp3d {
 
 using namespace huf_steps;
+
+namespace {
+
+// The reader and the band as the assembly loop (huffman_dequant_quad_run_armv6.S)
+// sees them: the first eight words in the order it loads them into r2..r9.
+struct Huf_Quad_Run {
+    uint32_t bits;
+    int32_t count;
+    uintptr_t ptr;         // address of the next reservoir byte to load
+    const uint8_t *table;  // the code table's entries (past its width)
+    uint32_t shift;        // 32 - the code table's width
+    int32_t budget;        // bits left for the count1 part
+    int32_t unit;          // the band's unit value
+    uintptr_t limit;       // the last address a refill may load a word from
+    int32_t used;          // bits of the last quadruple
+};
+static_assert(sizeof(uintptr_t) == 4 && sizeof(void *) == 4);
+static_assert(offsetof(Huf_Quad_Run, budget) == 20 && offsetof(Huf_Quad_Run, used) == 32);
+
+// The last read index from which a quadruple needs no more than kQuadBits
+// in the window: up to it the read stop is not yet due.
+constexpr int32_t kLastPlainIndex = (kQuadStopPosition - 1 + kQuadBits) / 8;
+static_assert(8 * kLastPlainIndex - kQuadStopPosition + 1 <= kQuadBits &&
+              8 * (kLastPlainIndex + 1) - kQuadStopPosition + 1 > kQuadBits);
+static_assert(kReservoirBytes - 1 <= kLastPlainIndex);
+
+}  // namespace
+
+extern "C" int32_t *mp3d_huf_quad_run_armv6(int32_t *out, int32_t *stop, Huf_Quad_Run *run);
 
 uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *quad_region,
                                         MP3D_Decoder_State *state, int32_t *lines) {
@@ -52,6 +86,33 @@ uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *qu
     int32_t used = 0;
 
     while (budget > 0 && pos <= kLastQuadStart) {
+        // The assembly loop takes the quadruples up to the next band
+        // boundary while the read stop is not due.
+        const int32_t run_end = next - 2 < kLastQuadStart + 1 ? next - 2 : kLastQuadStart + 1;
+        if (!stopped && index <= kLastPlainIndex && run_end > pos) {
+            Huf_Quad_Run run{bits,
+                             count,
+                             reinterpret_cast<uintptr_t>(buffer) + static_cast<uint32_t>(index),
+                             table + 1,
+                             shift,
+                             budget,
+                             hi,
+                             reinterpret_cast<uintptr_t>(buffer) + (kReservoirBytes - 4),
+                             used};
+            int32_t *const reached = mp3d_huf_quad_run_armv6(out, out + (run_end - pos), &run);
+            if (reached != out) {
+                pos += static_cast<int32_t>(reached - out);
+                out = reached;
+                bits = run.bits;
+                count = run.count;
+                index = static_cast<int32_t>(run.ptr - reinterpret_cast<uintptr_t>(buffer));
+                budget = run.budget;
+                used = run.used;
+                lo = hi;
+                guard = quad_guard(index);
+                continue;
+            }
+        }
         if (count < guard) {
             if (count < kQuadBits) {
                 bits |= huf_next_word32(buffer, index) >> count;
