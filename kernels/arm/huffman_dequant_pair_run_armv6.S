@@ -1,18 +1,20 @@
-// The common case of the ARMv6 big-value pair kernel: a run of pairs that
-// need neither an escape nor the multi-level walk, in a band whose
-// magnitudes are the power table's upper words shifted right (q >= 6).
+// The common path of the ARMv6 big-value pair kernel:
 //
 //   int32_t *mp3d_huf_pair_run_armv6(int32_t *out, int32_t *end, Huf_Pair_Run *run)
 //
-// Decodes pairs from out until out reaches end or the next pair needs the
-// general path (the caller's): a direct-lookup entry of 0 (a longer
-// codeword), an entry with the escape flag, or a refill that would load a
-// word from beyond run->limit (the last word inside the reservoir). Returns
-// the new out; writes the reader (bits, count, ptr) back to *run, and when
-// it stops at end, the bits of the last pair to run->used. The caller
-// enters only while the reader's read stop is far enough away that a pair
-// needs no more than 21 bits in the window; refills here end at most 3
-// bytes past run->limit, where that still holds.
+// Decodes pairs from out to end (the current band's end) and on through the
+// region's following bands: plain pairs, escapes (values of 64 and more
+// through mp3d_huf_pair_large_armv6) and codewords longer than the direct
+// lookup (by the multi-level walk). It returns to the caller (the general
+// path, huffman_dequant_pair_armv6.cpp) when the bands run out (run->band
+// reaches run->band_stop), when a band with q < 6 begins, or when a refill
+// would load a word from beyond run->limit (the last word inside the
+// reservoir). Returns the new out; writes the reader (bits, count, ptr), the
+// band, its end, q, scale and shift, and the bits since the last refill point
+// (run->used) back to *run. The caller enters only while the reader's read
+// stop is far enough away that a pair without escape needs no more than 21
+// bits in the window; refills here end at most 3 bytes past run->limit,
+// where that still holds.
 //
 // Registers in the loop (all 14 available, nothing on the stack):
 //   r0 out, r1 end, r2 bits (left-aligned window), r3 count (valid bits),
