@@ -1,27 +1,26 @@
-// ARMv6 variant of the 32-point DCT-II of one time slot and of the DCT stage
-// of a half granule: the shared steps (kernels/subband_fdct32_steps.h) on
-// Armv6_Ops, every rounded product on one instruction (SMMULR for the upper
-// word, SMMLAR and SMMLSR for the rotations that add it to or subtract it
-// from a partial sum) instead of a 64-bit multiply and a carry-propagating
-// rounding.
-#include "kernels/arm/armv6_ops.h"
+// ARMv6 DCT stage of a half granule: the slots in the order and to the
+// history columns of subband_dct9 (kernels/subband_fdct32_steps.h), each by
+// the hand-scheduled 32-point DCT of subband_fdct32_armv6.S, which keeps the
+// 8-point DCTs' values in registers and gives the portable steps' words.
 #include "kernels/arm/kernels_armv6.h"
-#include "kernels/subband_fdct32_steps.h"
+#include "kernels/subband_window.h"
+#include "tables/synthesis_tables.h"
 
 namespace mp3d {
 
-void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *upper_dest,
-                                  int32_t *lower_dest, const int32_t *dct8_coeff,
-                                  const int32_t *dct32_coeff) {
-    if (parity > 0) {
-        fastdct32_slot<true, Armv6_Ops>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
-    } else {
-        fastdct32_slot<false, Armv6_Ops>(slot, upper_dest, lower_dest, dct8_coeff, dct32_coeff);
-    }
-}
-
 void MP3D_subband_dct9_armv6(const int32_t *samples, int half, int32_t *synthesis) {
-    subband_dct9<MP3D_subband_fastdct32_armv6>(samples, half, synthesis);
+    static_assert(kSynthesisEvenLower - kSynthesisEvenUpper == 384 &&
+                      kSynthesisOddLower - kSynthesisOddUpper == 384,
+                  "the assembly stores the lower quadrant 384 words above the upper one");
+    const int32_t *slot = samples + (half != 0 ? 9 : 0);
+    const int p0 = half & 1;
+    int32_t *even = synthesis + kSynthesisEvenUpper + 4;
+    int32_t *odd = synthesis + kSynthesisOddUpper + 3;
+    for (int k = 0;; k += 2, --even, --odd) {
+        mp3d_fdct32_slot_armv6(slot + k, p0, even, dct8_II_coeff, dct32_II_coeff);
+        if (k == 8) break;
+        mp3d_fdct32_slot_armv6(slot + k + 1, p0 ^ 1, odd, dct8_II_coeff, dct32_II_coeff);
+    }
 }
 
 }  // namespace mp3d
