@@ -16,7 +16,7 @@
 @ same word modulo 2^32 as shifting first.
 @
 @ Stack frame: 32 words E, F, G, H of the folds, row n = E[n], F[n]/2,
-@ G[n]/2, H[n]/2 (one STM per row); 8 words of the G block's 8-point DCT,
+@ G[n], H[n]/2 (one STM per row); 8 words of the G block's 8-point DCT,
 @ kept for the odd outputs.
 
         .syntax unified
@@ -39,10 +39,10 @@
         .endif
         .endm
 
-@ Both folds of row n (m = 15 - n): s = a + b and d = a - b of the pairs
-@ (x[n], x[31 - n]) and (x[m], x[16 + n]); E = s_n + s_m, F/2 = mulhi(s_n -
-@ s_m, kh), G/2 = mulhi(d_n, kn) + mulhi(d_m, km), H/2 = mulhi(G-style
-@ difference doubled, kh). With inversion, the odd-indexed sample of each
+@ Both folds of row n (m = 15 - n): s = a + b of the pairs (x[n], x[31 - n])
+@ and (x[m], x[16 + n]), d_n = 2 mulhi(a - b, kn), d_m = 2 mulhi(a - b, km);
+@ E = s_n + s_m, F/2 = mulhi(s_n - s_m, kh), G = d_n + d_m,
+@ H/2 = mulhi(d_n - d_m, kh). With inversion, the odd-indexed sample of each
 @ pair enters negated; -(a + b) is formed as s - 2b.
 @ In: r0 slot, r1 dct32 coefficients, lr the row's place on the stack
 @ (advanced by 16).
@@ -75,21 +75,21 @@
         add     r5, r11, r12            @ E
         sub     r11, r11, r12
         smmulr  r7, r11, r10            @ F / 2
-        add     r8, r4, r6              @ G / 2
-        sub     r9, r4, r6
-        lsl     r9, r9, #1
+        lsl     r4, r4, #1              @ d_n
+        add     r8, r4, r6, lsl #1      @ G = d_n + d_m
+        sub     r9, r4, r6, lsl #1      @ d_n - d_m
         smmulr  r9, r9, r10             @ H / 2
         stmia   lr!, {r5, r7, r8, r9}
         .endm
 
-@ 8-point DCT of column col of the fold rows (0 E, 1 F, 2 G, 3 H); dbl: the
-@ column holds halves and the outputs are the doubled form (out[k] = 2 P8[k]
-@ for k >= 1, see dct8 in the steps). Out, each to be shifted left by the
+@ 8-point DCT of column col of the fold rows (0 E, 1 F, 2 G, 3 H); halves:
+@ the column holds halves of the inputs; dbl: the outputs are the doubled
+@ form (out[k] = 2 P8[k] for k >= 1, see dct8 in the steps). Out, each to be shifted left by the
 @ amount given (plain / doubled):
 @   out0 r10 (0/0)  out1 lr (1/2)  out2 r12 (2/3)  out3 r8 (2/3)
 @   out4 r4 (1/2)   out5 r1 (2/3)  out6 r11 (2/3)  out7 r7 (1/2)
 @ r3 holds the dct8 coefficients; r0, r5, r6, r9 are free afterwards.
-        .macro  dct8 col, dbl
+        .macro  dct8 col, dbl, halves
         ldr     r4, [sp, #4 * \col]             @ P0
         ldr     r11, [sp, #112 + 4 * \col]      @ P7
         ldr     r5, [sp, #16 + 4 * \col]        @ P1
@@ -100,7 +100,7 @@
         ldr     r8, [sp, #64 + 4 * \col]        @ P4
         ldr     r0, [r3, #8]                    @ c2
         ldr     r1, [r3, #0]                    @ c0
-        .if \dbl == 0
+        .if \halves == 0
         add     r12, r4, r11            @ p0
         sub     r4, r4, r11             @ q0
         add     r11, r5, r10            @ p1
@@ -210,7 +210,7 @@ mp3d_fdct32_slot_armv6:
         fold    7, 1
 .Lblocks:
         @ E: X[4k] = E8[k].
-        dct8    0, 0
+        dct8    0, 0, 0
         mov     r0, #0
         rsb     r9, r10, #0
         str     r9, [r2, #LOWER + 48 * 15]          @ X[0]
@@ -230,7 +230,7 @@ mp3d_fdct32_slot_armv6:
         str     r7, [r2, #48 * 12]                  @ X[28]
 
         @ F: X[2] = 2 F8[0]... as the chain X[4k + 2] = 2 F8[k] - X[4k - 2].
-        dct8    1, 1
+        dct8    1, 1, 1
         mov     r0, r10
         putx    2, r0, r9
         chain   6, lr, 2
@@ -242,7 +242,7 @@ mp3d_fdct32_slot_armv6:
         chain   30, r7, 2
 
         @ G: kept on the stack for the odd chain.
-        dct8    2, 1
+        dct8    2, 1, 0
         add     r0, sp, #GBUF
         stm     r0, {r1, r4, r7, r8, r10, r11, r12, lr}
 
@@ -251,7 +251,7 @@ mp3d_fdct32_slot_armv6:
         @ 2 Y[2k + 1] = 2 (2 H8[k]) - 2 Y[2k - 1], X[4k + 3] = 2 Y[2k + 1] - X[4k + 1].
         @ G words on the stack (register order of the STM): out5, out4,
         @ out7, out3, out0, out6, out2, out1.
-        dct8    3, 1
+        dct8    3, 1, 1
         ldr     r0, [sp, #GBUF + 16]    @ G out0
         mov     r5, r10, lsl #1         @ y
         putx    1, r0, r9
