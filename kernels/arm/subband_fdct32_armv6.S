@@ -1,13 +1,15 @@
-@ 32-point DCT-II of one time slot of the synthesis on ARMv6 (ARM mode), the
-@ same arithmetic as the portable steps in kernels/subband_fdct32_steps.h,
-@ product for product:
+@ DCT stage of half a granule of the synthesis on ARMv6 (ARM mode): the
+@ 32-point DCT-II of nine time slots with the same arithmetic as the portable
+@ steps in kernels/subband_fdct32_steps.h, product for product:
 @
-@   mp3d_fdct32_slot_armv6(slot, invert, upper, dct8_coeff, dct32_coeff)
+@   mp3d_fdct32_half_armv6(slots, parity, synthesis, dct8_coeff, dct32_coeff)
 @
-@ reads the slot's 32 samples at slot[18 n], negated at odd n when invert is
-@ non-zero, and stores X[16 + r] at upper[12 r] and -X[15 - r] at
-@ upper[384 + 12 r] (the lower quadrant of the history lies 384 words above
-@ the upper one in both banks).
+@ Slot k (k = 0..8) reads its 32 samples at slots[k + 18 n], negated at odd n
+@ when parity ^ (k & 1) is non-zero (the frequency inversion), and goes to
+@ the history as subband_dct9 places it: even k to column 4 - k/2 of the even
+@ bank, odd k to column 3 - (k - 1)/2 of the odd bank, X[16 + r] to row r of
+@ the upper quadrant and -X[15 - r] to row r of the lower one (384 words
+@ above the upper one in both banks).
 @
 @ Every rounded product is one SMMULR, SMMLAR or SMMLSR, as in Armv6_Ops.
 @ The doublings of mul_q31 (wrap_shl by 1) and the shifts that follow the
@@ -17,7 +19,7 @@
 @
 @ Stack frame: 32 words E, F, G, H of the folds, row n = E[n], F[n]/2,
 @ G[n], H[n]/2 (one STM per row); 8 words of the G block's 8-point DCT,
-@ kept for the odd outputs.
+@ kept for the odd outputs; the loop's arguments and slot number.
 
         .syntax unified
         .arch   armv6
@@ -26,7 +28,11 @@
 
         .set    LOWER, 1536             @ bytes from upper[0] to lower[0]
         .set    GBUF, 128               @ the G block's outputs on the stack
-        .set    FRAME, 160
+        .set    SLOTS, 160              @ slots
+        .set    PARITY, 164
+        .set    SYNTH, 168              @ synthesis
+        .set    SLOT_K, 172
+        .set    FRAME, 176
 
 @ X[i] into the history: i >= 16 to upper row i - 16, i < 16 negated to lower
 @ row 15 - i. tmp takes the negated word.
@@ -179,13 +185,30 @@
         putx    \i, r0, r9
         .endm
 
-        .global mp3d_fdct32_slot_armv6
-        .hidden mp3d_fdct32_slot_armv6
-        .type   mp3d_fdct32_slot_armv6, %function
+        .global mp3d_fdct32_half_armv6
+        .hidden mp3d_fdct32_half_armv6
+        .type   mp3d_fdct32_half_armv6, %function
         .p2align 2
-mp3d_fdct32_slot_armv6:
+mp3d_fdct32_half_armv6:
         push    {r4-r11, lr}
         sub     sp, sp, #FRAME
+        str     r0, [sp, #SLOTS]
+        str     r1, [sp, #PARITY]
+        str     r2, [sp, #SYNTH]
+        mov     r12, #0
+.Lslot:
+        @ r12 = k: r0 = slots + k, r1 = parity ^ (k & 1), r2 = the column.
+        ldr     r0, [sp, #SLOTS]
+        ldr     r1, [sp, #PARITY]
+        ldr     r2, [sp, #SYNTH]
+        str     r12, [sp, #SLOT_K]
+        mov     r5, r12, lsr #1
+        ands    r4, r12, #1
+        add     r0, r0, r12, lsl #2
+        eor     r1, r1, r4
+        sub     r2, r2, r5, lsl #2
+        addeq   r2, r2, #4 * (192 + 4)  @ even bank, column 4 - k/2
+        addne   r2, r2, #4 * 3          @ odd bank, column 3 - (k - 1)/2
         mov     lr, sp
         cmp     r1, #0
         ldr     r1, [sp, #FRAME + 36]   @ dct32 coefficients
@@ -293,8 +316,12 @@ mp3d_fdct32_slot_armv6:
         sub     r0, r5, r0
         putx    31, r0, r9
 
+        ldr     r12, [sp, #SLOT_K]
+        add     r12, r12, #1
+        cmp     r12, #9
+        blt     .Lslot
         add     sp, sp, #FRAME
         pop     {r4-r11, pc}
-        .size   mp3d_fdct32_slot_armv6, . - mp3d_fdct32_slot_armv6
+        .size   mp3d_fdct32_half_armv6, . - mp3d_fdct32_half_armv6
 
         .section .note.GNU-stack, "", %progbits
