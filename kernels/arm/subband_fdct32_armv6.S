@@ -32,7 +32,8 @@
         .set    PARITY, 164
         .set    SYNTH, 168              @ synthesis
         .set    SLOT_K, 172
-        .set    FRAME, 176
+        .set    COEFF8, 176             @ dct8_coeff
+        .set    FRAME, 180
 
 @ X[i] into the history: i >= 16 to upper row i - 16, i < 16 negated to lower
 @ row 15 - i. tmp takes the negated word.
@@ -153,17 +154,17 @@
         sub     r4, r4, r9
         smmulr  r4, r4, r0              @ e4 (shift 1)
         add     r9, r12, r11
+        ldr     r6, [r3, #32]           @ c8
         smmulr  r9, r9, r5              @ (v + z) c6
         ldr     r5, [r3, #28]           @ c7
-        ldr     r6, [r3, #32]           @ c8
-        smmlar  r12, r12, r5, r9        @ e2 (shift 2)
         smmlsr  r11, r11, r6, r9        @ e6 (shift 2)
+        smmlar  r12, r12, r5, r9        @ e2 (shift 2)
         @ Odd outputs.
         add     r5, r8, r7              @ (o1 + o2) / 4
         add     r6, r1, lr              @ (o0 + o3) / 4
+        .if \dbl == 0
         sub     r8, r8, r7              @ (o1 - o2) / 4
         sub     r1, r1, lr              @ (o0 - o3) / 4
-        .if \dbl == 0
         mov     r7, r5, lsl #2
         add     lr, r7, r6, lsl #2
         sub     r7, r7, r6, lsl #2
@@ -174,6 +175,8 @@
         lsl     r6, r6, #2
         smmulr  r5, r5, r0              @ b
         smmulr  r6, r6, r0              @ a
+        sub     r8, r8, r7              @ (o1 - o2) / 4
+        sub     r1, r1, lr              @ (o0 - o3) / 4
         add     lr, r5, r6              @ out1 / 4
         sub     r7, r5, r6              @ out7 / 4
         .endif
@@ -195,10 +198,13 @@ mp3d_fdct32_half_armv6:
         str     r0, [sp, #SLOTS]
         str     r1, [sp, #PARITY]
         str     r2, [sp, #SYNTH]
+        str     r3, [sp, #COEFF8]
         mov     r12, #0
 .Lslot:
-        @ r12 = k: r0 = slots + k, r1 = parity ^ (k & 1), r2 = the column.
+        @ r12 = k: r0 = slots + k, r1 = parity ^ (k & 1), r2 = the column,
+        @ r3 = dct8_coeff (the odd chain reuses r3).
         ldr     r0, [sp, #SLOTS]
+        ldr     r3, [sp, #COEFF8]
         ldr     r1, [sp, #PARITY]
         ldr     r2, [sp, #SYNTH]
         str     r12, [sp, #SLOT_K]
@@ -275,48 +281,49 @@ mp3d_fdct32_half_armv6:
         @ G words on the stack (register order of the STM): out5, out4,
         @ out7, out3, out0, out6, out2, out1.
         dct8    3, 1, 1
+        @ The G words are read two steps ahead, alternately into r6 and r3.
         ldr     r0, [sp, #GBUF + 16]    @ G out0
+        ldr     r6, [sp, #GBUF + 28]    @ G out1
+        ldr     r3, [sp, #GBUF + 24]    @ G out2
         mov     r5, r10, lsl #1         @ y
         putx    1, r0, r9
         sub     r0, r5, r0
         putx    3, r0, r9
-        ldr     r6, [sp, #GBUF + 28]    @ G out1
         chain   5, r6, 2
+        ldr     r6, [sp, #GBUF + 12]    @ G out3
         rsb     r5, r5, lr, lsl #3      @ y, H out1
         sub     r0, r5, r0
         putx    7, r0, r9
-        ldr     r6, [sp, #GBUF + 24]    @ G out2
-        chain   9, r6, 3
+        chain   9, r3, 3
+        ldr     r3, [sp, #GBUF + 4]     @ G out4
         rsb     r5, r5, r12, lsl #4
+        ldr     r12, [sp, #SLOT_K]      @ k, for the loop
         sub     r0, r5, r0
         putx    11, r0, r9
-        ldr     r6, [sp, #GBUF + 12]    @ G out3
         chain   13, r6, 3
+        ldr     r6, [sp, #GBUF + 0]     @ G out5
         rsb     r5, r5, r8, lsl #4
         sub     r0, r5, r0
         putx    15, r0, r9
-        ldr     r6, [sp, #GBUF + 4]     @ G out4
-        chain   17, r6, 2
+        chain   17, r3, 2
+        ldr     r3, [sp, #GBUF + 20]    @ G out6
         rsb     r5, r5, r4, lsl #3
         sub     r0, r5, r0
         putx    19, r0, r9
-        ldr     r6, [sp, #GBUF + 0]     @ G out5
         chain   21, r6, 3
+        ldr     r6, [sp, #GBUF + 8]     @ G out7
         rsb     r5, r5, r1, lsl #4
         sub     r0, r5, r0
         putx    23, r0, r9
-        ldr     r6, [sp, #GBUF + 20]    @ G out6
-        chain   25, r6, 3
+        chain   25, r3, 3
         rsb     r5, r5, r11, lsl #4
         sub     r0, r5, r0
         putx    27, r0, r9
-        ldr     r6, [sp, #GBUF + 8]     @ G out7
         chain   29, r6, 2
         rsb     r5, r5, r7, lsl #3
         sub     r0, r5, r0
         putx    31, r0, r9
 
-        ldr     r12, [sp, #SLOT_K]
         add     r12, r12, #1
         cmp     r12, #9
         blt     .Lslot
