@@ -14,10 +14,11 @@ struct MP3D_Decoder_State;
 struct MP3D_Pair_Region;
 struct MP3D_Quad_Region;
 
-// As MP3D_subband_fastdct32 (kernels/subband_fdct32.h).
-void MP3D_subband_fastdct32_armv6(const int32_t *slot, int parity, int32_t *upper_dest,
-                                  int32_t *lower_dest, const int32_t *dct8_coeff,
-                                  const int32_t *dct32_coeff);
+// The DCT stage of half a granule as MP3D_subband_dct9 (kernels/subband_fdct32.h)
+// from the half's first slot: slot k at slots + k, inverting form where
+// parity ^ (k & 1) is 1. In assembly (subband_fdct32_armv6.S).
+extern "C" void mp3d_fdct32_half_armv6(const int32_t *slots, int parity, int32_t *synthesis,
+                                       const int32_t *dct8_coeff, const int32_t *dct32_coeff);
 
 // As MP3D_subband_dct9 (kernels/subband_fdct32.h) and MP3D_polyphase_window
 // (kernels/subband_window.h).

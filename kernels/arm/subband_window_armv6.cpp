@@ -125,11 +125,147 @@ struct Armv6_Window {
     }
 };
 
+// Output 0 of two slots of one bank in neighbouring columns (as window_sum):
+// own and other point at row 0 of the upper parts at the newer slot's
+// column, so the older slot's tap k is the newer one's tap k + 1, and every
+// history value and window word is loaded once for both sums. out_new,
+// out_old: the slots' first samples.
+inline void outputs_0(const int32_t *own, const int32_t *other, const int32_t *w, int32_t *out_new,
+                      int32_t *out_old, Pcm_Store_Any<Armv6_Ops> store) {
+    using Ops = Armv6_Ops;
+    int32_t u = own[0], l = other[0];
+    int32_t wa = w[0];
+    int32_t a_new = window_pair<Ops>(u, l, wa);
+    int32_t u_next = own[1], l_next = other[1];
+    int32_t a_old = window_pair<Ops>(u_next, l_next, wa);
+    window_tap_barrier();
+    for (int k = 1; k < 8; ++k) {
+        u = u_next;
+        l = l_next;
+        u_next = own[k + 1];
+        l_next = other[k + 1];
+        if (k == 3 || k == 4) {
+            const int32_t we = w[2 * k - 3], wo = w[2 * k - 2];
+            a_new = Ops::mulhi_round_add(Ops::mulhi_round_add(a_new, u, we), l, wo);
+            a_old = Ops::mulhi_round_add(Ops::mulhi_round_add(a_old, u_next, we), l_next, wo);
+        } else {
+            wa = w[k < 3 ? k : k + 2];
+            a_new = window_pair_add<Ops>(a_new, u, l, wa);
+            a_old = window_pair_add<Ops>(a_old, u_next, l_next, wa);
+        }
+        if (k == 2) {
+            a_new = Ops::asr(a_new, 2);
+            a_old = Ops::asr(a_old, 2);
+        } else if (k == 4) {
+            a_new = Ops::shl(a_new, 2);
+            a_old = Ops::shl(a_old, 2);
+        }
+        window_tap_barrier();
+    }
+    store.put(out_new, 0, a_new);
+    store.put(out_old, 0, a_old);
+}
+
+// Output 16 of the same two slots (as window_sum16): odd-age values only, row
+// 15 of the other bank's lower part from the newer slot's column.
+inline void outputs_16(const int32_t *odd, const int32_t *w, int32_t *out_new, int32_t *out_old,
+                       Pcm_Store_Any<Armv6_Ops> store) {
+    using Ops = Armv6_Ops;
+    int32_t v0 = odd[0], v1 = odd[1], v2 = odd[2];
+    int32_t wa = w[0], wb = w[1];
+    int32_t a_new = window_pair<Ops>(v0, v1, wa);
+    int32_t a_old = window_pair<Ops>(v1, v2, wa);
+    v0 = odd[3];
+    a_new = Ops::asr(Ops::mulw_high_add(a_new, v2, wb), 2);
+    a_old = Ops::asr(Ops::mulw_high_add(a_old, v0, wb), 2);
+    window_tap_barrier();
+    // Tap 3's full-word coefficient from the low half of word 311.
+    const int32_t w3 = wrap_add(wrap_shl(wb, 16), 1 << 14);
+    v1 = odd[4];
+    a_new = Ops::shl(Ops::mulhi_round_add(a_new, v0, w3), 2);
+    a_old = Ops::shl(Ops::mulhi_round_add(a_old, v1, w3), 2);
+    window_tap_barrier();
+    wa = w[2];
+    v2 = odd[5];
+    v0 = odd[6];
+    a_new = window_pair_add<Ops>(a_new, v1, v2, wa);
+    a_old = window_pair_add<Ops>(a_old, v2, v0, wa);
+    window_tap_barrier();
+    wb = w[3];
+    v1 = odd[7];
+    v2 = odd[8];
+    a_new = window_pair_add<Ops>(a_new, v0, v1, wb);
+    a_old = window_pair_add<Ops>(a_old, v1, v2, wb);
+    store.put(out_new, 16, a_new);
+    store.put(out_old, 16, a_old);
+}
+
+// Outputs 0 and 16 of slots 0..8 and the other outputs of slot 8, as
+// subband_window_1, with the output form chosen at run time: this code
+// makes under a fifth of the samples, so one copy serves all four forms.
+// Slot k of the even bank lies in column 4 - k/2 (its odd-age values in the
+// same column of the odd bank), slot k of the odd bank in column
+// 3 - (k - 1)/2 (its odd-age values one column higher in the even bank). The
+// pairs (1, 0) of the even bank overlap (4, 3), (2, 1): slot 6 is made twice.
+[[gnu::noinline]] void window_edges(const int32_t *window, int32_t *out, int32_t *synthesis,
+                                    Pcm_Store_Any<Armv6_Ops> store) {
+    const int32_t *even_upper = synthesis + kSynthesisEvenUpper,
+                  *odd_upper = synthesis + kSynthesisOddUpper;
+    const int32_t *even_row15 = synthesis + kSynthesisEvenLower + 12 * 15;
+    const int32_t *odd_row15 = synthesis + kSynthesisOddLower + 12 * 15;
+    const int slot = 32 * store.stride();
+    // (column of the newer slot, its slot number) of each pair.
+    static constexpr int kEvenPairs[3][2] = {{3, 2}, {1, 6}, {0, 8}};
+    static constexpr int kOddPairs[2][2] = {{2, 3}, {0, 7}};
+    for (const auto &p : kEvenPairs) {
+        int32_t *o = out + slot * p[1];
+        outputs_0(even_upper + p[0], odd_upper + p[0], window, o, o - 2 * slot, store);
+        outputs_16(odd_row15 + p[0], window + 310, o, o - 2 * slot, store);
+    }
+    for (const auto &p : kOddPairs) {
+        int32_t *o = out + slot * p[1];
+        outputs_0(odd_upper + p[0], even_upper + p[0] + 1, window, o, o - 2 * slot, store);
+        outputs_16(even_row15 + p[0] + 1, window + 310, o, o - 2 * slot, store);
+    }
+
+    // The other outputs of slot 8: even bank column 0, odd bank column 0.
+    const int32_t *w = window + 10;
+    for (int j = 1; j < 16; ++j, w += 20) {
+        window_one_slot<Armv6_Ops>(synthesis + kSynthesisEvenUpper + 12 * j,
+                                   synthesis + kSynthesisOddLower + 12 * (j - 1), w, out + slot * 8,
+                                   j, store);
+    }
+}
+
+template <class Store>
+inline void window_bulk(int32_t *synthesis, int32_t *out, const int32_t *window, Store store) {
+    Armv6_Window::four_slots(synthesis + kSynthesisOddUpper + 3,
+                             synthesis + kSynthesisEvenLower + 4, window, out + store.stride() * 32,
+                             store);
+    Armv6_Window::four_slots(synthesis + kSynthesisEvenUpper + 4,
+                             synthesis + kSynthesisOddLower + 4, window, out, store);
+}
+
 }  // namespace
 
+// The window of half a granule (as polyphase_window in the steps): the bulk
+// of the outputs by one copy of four_slots per output form, the edges and
+// the history move by one copy for all forms.
 void MP3D_polyphase_window_armv6(int32_t *synthesis, int32_t *out, int stride, int32_t no_shift,
                                  const int32_t *window) {
-    polyphase_window<Armv6_Ops, Armv6_Window>(synthesis, out, stride, no_shift, window);
+    if (stride == 2) {
+        if (no_shift != 0)
+            window_bulk(synthesis, out, window, Pcm_Store<Armv6_Ops, 2, false>{});
+        else
+            window_bulk(synthesis, out, window, Pcm_Store<Armv6_Ops, 2, true>{});
+    } else {
+        if (no_shift != 0)
+            window_bulk(synthesis, out, window, Pcm_Store<Armv6_Ops, 1, false>{});
+        else
+            window_bulk(synthesis, out, window, Pcm_Store<Armv6_Ops, 1, true>{});
+    }
+    window_edges(window, out, synthesis, Pcm_Store_Any<Armv6_Ops>{stride, no_shift});
+    Armv6_Window::history_move(synthesis);
 }
 
 }  // namespace mp3d
