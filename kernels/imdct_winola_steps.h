@@ -3,10 +3,9 @@
 // butterflies, the 36-point IMDCT of a long-block subband with its window
 // and overlap, the 12-point IMDCT of a short window, the windowing and
 // overlap of a short-block subband, and the flush of a subband's overlap.
-// The portable set instantiates all of them and the ARMv6 set the short-block
-// ones; the ARMv6 long-block subband (kernels/arm/imdct_winola_armv6.S)
-// follows the long-block steps operation for operation, so every set gives
-// the same words.
+// The portable set instantiates them; the ARMv6 long-block subband and
+// short-block run (kernels/arm/imdct_winola_armv6.S) follow them operation
+// for operation, so every set gives the same words.
 #ifndef MP3D_KERNELS_IMDCT_WINOLA_STEPS_H
 #define MP3D_KERNELS_IMDCT_WINOLA_STEPS_H
 

@@ -369,4 +369,206 @@ mp3d_imdct36_armv6:
         pop     {r4-r11, pc}
         .size   mp3d_imdct36_armv6, .-mp3d_imdct36_armv6
 
+
+@ The short-block subbands of the hybrid filterbank on ARMv6: for each
+@ subband the three 12-point IMDCTs of its interleaved windows, then window
+@ and overlap-add, each step giving the words of imdct12_steps and
+@ window_convert_steps in kernels/imdct_winola_steps.h:
+@
+@   struct Imdct12_Armv6_Params {       (kernels/arm/imdct_winola_armv6.cpp)
+@       const int32_t *cos_short;       the 9 coefficients of the 12-point IMDCT
+@       const int32_t *window;          the short window row
+@       int32_t count;                  subbands, at least 1
+@   };
+@   void mp3d_imdct12_run_armv6(const int32_t *x, int32_t *out, int32_t *ovl,
+@                               const Imdct12_Armv6_Params *p);
+@
+@ x: 18 inputs a subband, window w at x[w], x[w + 3], ..., x[w + 15]; out:
+@ 18 samples a subband, may be x (a subband's inputs are all read before its
+@ first output is written); ovl: 9 overlap words a subband, replaced.
+
+@ Frame of mp3d_imdct12_run_armv6 below the saved registers.
+        .equ    G_S, 0                  @ the three windows' s[0..5]
+        .equ    G_X, 72
+        .equ    G_OUT, 76
+        .equ    G_OVL, 80
+        .equ    G_P, 84
+        .equ    G_N, 88                 @ subbands left
+        .equ    G_SIZE, 92
+
+@ 12-point IMDCT of window w, r0 = x, r1 = c: P[k] = mulhi_round(x[w + 3k],
+@ c[k]); the sums and differences of P[k], P[5-k] give the even half
+@ through sqrt(3)/2, the odd half through c[6..8], and the six words s[0..5]
+@ go to the frame at s + 6w. Shifts of sums are sums of shifts modulo
+@ 2^32, so x2 and x4 fold into the shifted operands.
+        .macro  imdct12 w
+        ldr     r4, [r0, #(4 * \w)]
+        ldr     r5, [r0, #(4 * \w + 12)]
+        ldr     r6, [r0, #(4 * \w + 24)]
+        ldm     r1, {r2, r3, r10, r11, r12, lr} @ c[0..5]
+        ldr     r7, [r0, #(4 * \w + 36)]
+        ldr     r8, [r0, #(4 * \w + 48)]
+        ldr     r9, [r0, #(4 * \w + 60)]
+        smmulr  r4, r4, r2              @ P0
+        smmulr  r5, r5, r3              @ P1
+        smmulr  r6, r6, r10             @ P2
+        ldr     r10, [r1, #24]          @ c[6]
+        smmulr  r7, r7, r11             @ P3
+        ldr     r11, [r1, #28]          @ c[7]
+        smmulr  r8, r8, r12             @ P4
+        ldr     r12, [r1, #32]          @ c[8]
+        smmulr  r9, r9, lr              @ P5
+        ldr     lr, .Lsqrt3_over_2
+        add     r2, r6, r7              @ e2 = P2 + P3
+        sub     r7, r6, r7              @ d2 = P2 - P3
+        add     r6, r5, r8              @ e1 = P1 + P4
+        sub     r8, r5, r8              @ d1 = P1 - P4
+        smmulr  r7, r7, r12             @ D2 / 2
+        add     r5, r4, r9              @ e0 = P0 + P5
+        sub     r9, r4, r9              @ d0 = P0 - P5
+        smmulr  r8, r8, r11             @ D1 / 2
+        add     r3, r5, r2              @ E = e0 + e2
+        sub     r4, r5, r2              @ F = e0 - e2
+        smmulr  r9, r9, r10             @ D0 / 2
+        smmulr  r4, r4, lr              @ f / 4
+        add     r2, r6, r3              @ S / 2 = e1 + E
+        sub     r3, r3, r6, lsl #1      @ G = E - 2 e1
+        lsl     r7, r7, #1              @ D2
+        lsl     r9, r9, #1              @ D0
+        sub     r5, r9, r7              @ H = D0 - D2
+        add     r6, r9, r7              @ J = D0 + D2
+        smmulr  r5, r5, lr              @ h / 4
+        add     lr, r6, r8, lsl #1      @ R = J + D1
+        sub     r9, r6, r8, lsl #2      @ Q = J - 2 D1
+        lsl     r2, r2, #1              @ S
+        sub     r10, r2, lr, lsl #2     @ s4 = S - 4 R
+        add     r12, r10, r4, lsl #3    @ V = s4 + 2 f
+        rsb     r8, lr, r5, lsl #2      @ W = h - R
+        rsb     r4, r12, r8, lsl #2     @ s0 = 4 W - V
+        sub     r5, r9, r8              @ Q - W
+        rsb     r6, r4, r3, lsl #1      @ s1 = 2 G - s0
+        rsb     r7, r6, r5, lsl #2      @ s2 = 4 (Q - W) - s1
+        rsb     r9, r12, #0             @ s3 = -V
+        rsb     r11, r2, #0             @ s5 = -S
+        .if \w == 0
+        stm     sp, {r4, r6, r7, r9, r10, r11}
+        .else
+        add     r12, sp, #(G_S + 24 * \w)
+        stm     r12, {r4, r6, r7, r9, r10, r11}
+        .endif
+        .endm
+
+@ Six words of window and overlap-add from a = r4-r6 and b = r7-r9, r0 =
+@ window W, lr = destination (advanced by six words): for m = 0..2
+@   d[m]     = mulhi_round(a[m], W[6 + m]) + rounded b[m] W[m]
+@   d[5 - m] = mulhi_round(a[m], W[11 - m]) + rounded b[m] W[5 - m]
+@ (SMMULR, SMMLAR), doubled when dbl is 1. The caller has loaded W[0..2]
+@ into r1-r3 and W[6..8] into r10-r12.
+        .macro  window6 dbl
+        smmulr  r10, r4, r10            @ a0 W6
+        smmulr  r11, r5, r11
+        smmulr  r12, r6, r12
+        smmlar  r10, r7, r1, r10        @ + b0 W0
+        smmlar  r11, r8, r2, r11
+        smmlar  r12, r9, r3, r12        @ + b2 W2
+        add     r3, r0, #36
+        ldm     r3, {r1-r3}             @ W[9..11]
+        .if \dbl
+        lsl     r10, r10, #1
+        lsl     r11, r11, #1
+        lsl     r12, r12, #1
+        .endif
+        stm     lr!, {r10-r12}          @ d[0..2]
+        add     r12, r0, #12
+        ldm     r12, {r10-r12}          @ W[3..5]
+        smmulr  r3, r4, r3              @ a0 W11
+        smmulr  r2, r5, r2
+        smmulr  r1, r6, r1              @ a2 W9
+        smmlar  r3, r7, r12, r3         @ + b0 W5
+        smmlar  r2, r8, r11, r2
+        smmlar  r1, r9, r10, r1         @ + b2 W3
+        .if \dbl
+        lsl     r1, r1, #1
+        lsl     r2, r2, #1
+        lsl     r3, r3, #1
+        .endif
+        stm     lr!, {r1-r3}            @ d[3..5]
+        .endm
+
+@ W[0..2] into r1-r3 and W[6..8] into r10-r12, r0 = W.
+        .macro  window_lo
+        ldm     r0, {r1-r3}
+        add     r12, r0, #24
+        ldm     r12, {r10-r12}
+        .endm
+
+        .align  2
+        .global mp3d_imdct12_run_armv6
+        .hidden mp3d_imdct12_run_armv6
+        .type   mp3d_imdct12_run_armv6, %function
+mp3d_imdct12_run_armv6:
+        push    {r4-r11, lr}
+        ldr     r12, [r3, #8]           @ count
+        sub     sp, sp, #G_SIZE
+        add     lr, sp, #G_X
+        stm     lr, {r0-r3, r12}        @ x, out, ovl, p, count
+        ldr     r1, [r3]                @ cos_short
+1:      imdct12 0
+        imdct12 1
+        imdct12 2
+
+        @ out[0..5]: the finished half of the overlap, kept doubled.
+        ldr     r3, [sp, #G_P]
+        ldr     r2, [sp, #G_OVL]
+        ldr     lr, [sp, #G_OUT]
+        ldr     r0, [r3, #4]            @ W
+        ldm     r2, {r4-r9}             @ ovl[0..5]
+        asr     r4, r4, #1
+        asr     r5, r5, #1
+        asr     r6, r6, #1
+        asr     r7, r7, #1
+        asr     r8, r8, #1
+        asr     r9, r9, #1
+        stm     lr!, {r4-r9}
+        @ out[6..11] from ovl[6..8] and window 0's s[0..2].
+        add     r4, r2, #24
+        ldm     r4, {r4-r6}             @ ovl[6..8]
+        window_lo
+        ldm     sp, {r7-r9}             @ s0[0..2]
+        window6 0
+        @ out[12..17] from window 0's s[3..5] and window 1's s[0..2].
+        window_lo
+        add     r4, sp, #(G_S + 12)
+        ldm     r4, {r4-r9}
+        window6 0
+        @ ovl[0..5] from window 1's s[3..5] and window 2's s[0..2], doubled;
+        @ ovl[6..8] = window 2's s[3..5].
+        window_lo
+        add     r4, sp, #(G_S + 36)
+        ldm     r4, {r4-r9}
+        ldr     lr, [sp, #G_OVL]
+        window6 1
+        add     r4, sp, #(G_S + 60)
+        ldm     r4, {r4-r6}
+        stm     lr!, {r4-r6}            @ lr: the next subband's overlap
+
+        ldr     r12, [sp, #G_N]
+        ldr     r0, [sp, #G_X]
+        ldr     r1, [sp, #G_OUT]
+        subs    r12, r12, #1
+        add     r0, r0, #72
+        add     r1, r1, #72
+        add     r3, sp, #G_X
+        stm     r3, {r0, r1, lr}        @ x, out, ovl of the next subband
+        str     r12, [sp, #G_N]
+        ldrne   r3, [sp, #G_P]
+        ldrne   r1, [r3]                @ cos_short
+        bne     1b
+        add     sp, sp, #G_SIZE
+        pop     {r4-r11, pc}
+        .align  2
+.Lsqrt3_over_2:
+        .word   0x6ED9EBA1              @ sqrt(3)/2, Q31
+        .size   mp3d_imdct12_run_armv6, .-mp3d_imdct12_run_armv6
+
         .section .note.GNU-stack, "", %progbits

@@ -1,18 +1,16 @@
 // ARMv6 variants of the hybrid filterbank runs (see kernels/imdct_winola.cpp
 // for the arithmetic). A long-block subband runs the hand-scheduled steps of
 // kernels/arm/imdct_winola_armv6.S (alias butterflies, fold, 9-point DCT
-// pair, recombination with window and overlap), each giving the words of
-// its portable step. The short-block run is the shared steps
-// (kernels/imdct_winola_steps.h) on Armv6_Ops: every rounded upper-word
-// product one SMMULR, every product added to or subtracted from a sum one
+// pair, recombination with window and overlap), and a run of short-block
+// subbands the routine beside them (three 12-point IMDCTs, window and
+// overlap per subband), each giving the words of its portable step: every
+// rounded upper-word product one SMMULR, every product added to a sum one
 // SMMLAR or SMMLSR, where the portable code needs a 64-bit product and a
 // carry chain for each.
 #include <cstddef>
 
-#include "kernels/arm/armv6_ops.h"
 #include "kernels/arm/kernels_armv6.h"
 #include "kernels/imdct_winola.h"
-#include "kernels/imdct_winola_steps.h"
 #include "tables/imdct_tables.h"
 
 namespace mp3d {
@@ -48,10 +46,27 @@ void MP3D_hybrid_long_armv6(int32_t *x, int32_t *out, int count, int alias_count
     }
 }
 
+// A run of short-block subbands (kernels/arm/imdct_winola_armv6.S): the three
+// 12-point IMDCTs of each subband, window and overlap. The layout is read by
+// the assembly.
+struct Imdct12_Armv6_Params {
+    const int32_t *cos_short;
+    const int32_t *window;
+    int32_t count;
+};
+static_assert(offsetof(Imdct12_Armv6_Params, cos_short) == 0 &&
+              offsetof(Imdct12_Armv6_Params, window) == 4 &&
+              offsetof(Imdct12_Armv6_Params, count) == 8);
+extern "C" void mp3d_imdct12_run_armv6(const int32_t *x, int32_t *out, int32_t *ovl,
+                                       const Imdct12_Armv6_Params *p);
+
 void MP3D_hybrid_short_armv6(const int32_t *x, int32_t *out, int count, int32_t *ovl,
                              uint32_t *prev_types, const int32_t *cos_short,
                              const int32_t (*window)[36]) {
-    hybrid_short_steps<Armv6_Ops>(x, out, count, ovl, prev_types, cos_short, window);
+    if (count <= 0) return;
+    const Imdct12_Armv6_Params p = {cos_short, window[2], count};
+    mp3d_imdct12_run_armv6(x, out, ovl, &p);
+    for (int sb = 0; sb < count; ++sb) prev_types[sb] = 2;
 }
 
 }  // namespace mp3d
