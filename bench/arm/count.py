@@ -332,7 +332,8 @@ def report(paths):
                 continue
             ips = r["instructions"] / r["samples"]
             cps = r["cycles"] / r["samples"]
-            ratio = f"{r['cycles'] / base['cycles']:.2f}x" if base else "-"
+            # Per sample: the decoders may have decoded different lengths.
+            ratio = f"{cps / (base['cycles'] / base['samples']):.2f}x" if base else "-"
             w(f"| {stream} | {d} | {ips:.1f} | {cps:.1f} | {cps / ips:.2f} | "
               f"{cps * r['rate'] / 1e6:.2f} | {ratio} |")
     w("")

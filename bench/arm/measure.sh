@@ -20,7 +20,9 @@
 # BUILD_DIR defaults to build-arm-measure. Installs (as root, through apt)
 # the cross compiler, qemu-user, lame, twolame, sox and, with Debian's
 # multiarch (dpkg --add-architecture armel), libmad0-dev:armel and
-# libmpg123-dev:armel.
+# libmpg123-dev:armel. Debian's libmad0-dev is not co-installable across
+# architectures: the armel one replaces the host's, which bench/report.sh
+# uses for its x86 peer figures (reinstall libmad0-dev after this script).
 set -euo pipefail
 src=$(cd "$(dirname "$0")/../.." && pwd)
 here=$src/bench/arm
