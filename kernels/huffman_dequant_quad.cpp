@@ -17,13 +17,6 @@ namespace mp3d {
 
 using namespace huf_steps;
 
-namespace {
-
-constexpr int32_t kRefillDepth = kQuadRefillDepth;
-constexpr int32_t kStopPosition = kQuadStopPosition;
-
-}  // namespace
-
 uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_region,
                                   MP3D_Decoder_State *state, int32_t *lines) {
     const uint8_t *const buffer = state->reservoir_buffer;
@@ -31,15 +24,8 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
     uint64_t bits = start.bits;
     int32_t count = start.count;
     int32_t index = start.index;
-    // count below guard: a refill is due or the read position (8 * index -
-    // count) has reached kStopPosition; a reader that already stands past the
-    // stop index stops at once.
     const bool stopped = index > kHufReadStopIndex;
-    auto quad_guard = [stopped](int32_t at) {
-        const int32_t stop = 8 * at - kStopPosition + 1;
-        return stopped ? INT32_MAX : (stop > kQuadBits ? stop : kQuadBits);
-    };
-    int32_t guard = quad_guard(index);
+    int32_t guard = quad_guard(stopped, index);
     int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
 
     const uint8_t *const table = quad_region->code_table;
@@ -60,39 +46,16 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
     while (budget > 0 && pos <= kLastQuadStart) {
         if (count < guard) {
             if (count < kQuadBits) huf_refill(bits, count, index, buffer);
-            guard = quad_guard(index);
+            guard = quad_guard(stopped, index);
             // Beyond the reservoir's end no data is left (see reservoir_reader.h).
             if (count < guard) {
                 tail = 0;
                 break;
             }
         }
-        if (next == pos || next == pos + 2) {
-            if (next == pos) {
-                ++band;
-                lo = hi = unit_value(exponents, band, state);
-            }
-            if (bands[band + 1] == pos + 2) {
-                ++band;
-                hi = unit_value(exponents, band, state);
-            }
-            next = bands[band + 1];
-        }
-        uint32_t v = static_cast<uint32_t>(bits >> 32);
-        const uint32_t entry = table[1 + (v >> (32 - width))];
-        used = static_cast<int32_t>(entry & 15u);
-        v <<= used;
-        // 8v + 4w + 2x + y: each non-zero member reads a sign bit and gets
-        // the signed unit value; a zero member reads nothing and gets 0 (its
-        // line was cleared by the caller). No branch on the value.
-        const uint32_t value = entry >> 4;
-        const uint32_t m0 = value >> 3, m1 = (value >> 2) & 1u, m2 = (value >> 1) & 1u,
-                       m3 = value & 1u;
-        out[0] = signed_member(v, m0, lo);
-        out[1] = signed_member(v, m1, lo);
-        out[2] = signed_member(v, m2, hi);
-        out[3] = signed_member(v, m3, hi);
-        used += static_cast<int32_t>(m0 + m1 + m2 + m3);
+        quad_band_step(bands, exponents, pos, band, lo, hi, next, state);
+        const uint32_t v = static_cast<uint32_t>(bits >> 32);
+        used = quad_values(table[1 + (v >> (32 - width))], v, lo, hi, out);
         lo = hi;
         pos += 4;
         bits <<= used;
@@ -106,7 +69,7 @@ uint32_t Huf_dec_dequant_quadplex(int32_t *out, const MP3D_Quad_Region *quad_reg
     if (tail < 0 && pos != start_line) tail = used;
     const int32_t position = 8 * index - count;
     return huf_reader_store({bits, count, index}, tail < 0 ? INT32_MIN : position - tail,
-                            kRefillDepth, state);
+                            kQuadRefillDepth, state);
 }
 
 }  // namespace mp3d

@@ -119,6 +119,50 @@ inline int32_t signed_member(uint32_t &v, uint32_t m, int32_t unit) {
     return static_cast<int32_t>(value & (0u - m));
 }
 
+// count below the returned guard: a refill is due or the read position
+// (8 * index - count) has reached kQuadStopPosition; a reader that already
+// stood past the stop index on entry (stopped) stops at once.
+inline int32_t quad_guard(bool stopped, int32_t index) {
+    const int32_t stop = 8 * index - kQuadStopPosition + 1;
+    return stopped ? INT32_MAX : (stop > kQuadBits ? stop : kQuadBits);
+}
+
+// Before the quadruple at line pos: when the current band ends at pos, moves
+// on (lo and hi take the new band's unit value); when a band ends at pos + 2,
+// inside the quadruple, hi takes the following band's. next: the end of the
+// current band.
+inline void quad_band_step(const int16_t *bands, const int32_t *exponents, int32_t pos,
+                           int32_t &band, int32_t &lo, int32_t &hi, int32_t &next,
+                           const MP3D_Decoder_State *state) {
+    if (next != pos && next != pos + 2) return;
+    if (next == pos) {
+        ++band;
+        lo = hi = unit_value(exponents, band, state);
+    }
+    if (bands[band + 1] == pos + 2) {
+        ++band;
+        hi = unit_value(exponents, band, state);
+    }
+    next = bands[band + 1];
+}
+
+// One quadruple from its code-table entry (value 8v + 4w + 2x + y above bit
+// 4, codeword bits below) and window, the stream's next bits from the
+// codeword on, left-aligned: each non-zero member reads a sign bit and gets
+// the signed unit value (lo for the first two lines, hi for the last two); a
+// zero member reads nothing and gets 0. No branch on the value. Returns the
+// bits of codeword and signs.
+inline int32_t quad_values(uint32_t entry, uint32_t window, int32_t lo, int32_t hi, int32_t *out) {
+    uint32_t v = window << (entry & 15u);
+    const uint32_t value = entry >> 4;
+    const uint32_t m0 = value >> 3, m1 = (value >> 2) & 1u, m2 = (value >> 1) & 1u, m3 = value & 1u;
+    out[0] = signed_member(v, m0, lo);
+    out[1] = signed_member(v, m1, lo);
+    out[2] = signed_member(v, m2, hi);
+    out[3] = signed_member(v, m3, hi);
+    return static_cast<int32_t>((entry & 15u) + m0 + m1 + m2 + m3);
+}
+
 }  // namespace mp3d::huf_steps
 
 #endif  // MP3D_KERNELS_HUFFMAN_DEQUANT_STEPS_H

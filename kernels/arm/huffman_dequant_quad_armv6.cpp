@@ -59,15 +59,8 @@ uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *qu
     uint32_t bits = n > 0 ? state->res_window << (32 - n) : 0u;
     int32_t count = n;
     int32_t index = state->res_read_index;
-    // count below guard: a refill is due or the read position (8 * index -
-    // count) has reached kQuadStopPosition; a reader that already stands past
-    // the stop index stops at once.
     const bool stopped = index > kHufReadStopIndex;
-    auto quad_guard = [stopped](int32_t at) {
-        const int32_t stop = 8 * at - kQuadStopPosition + 1;
-        return stopped ? INT32_MAX : (stop > kQuadBits ? stop : kQuadBits);
-    };
-    int32_t guard = quad_guard(index);
+    int32_t guard = quad_guard(stopped, index);
     int32_t tail = -1;  // bits since the byte-wise reader's last refill; -1: none yet
 
     const uint8_t *const table = quad_region->code_table;
@@ -109,7 +102,7 @@ uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *qu
                 budget = run.budget;
                 used = run.used;
                 lo = hi;
-                guard = quad_guard(index);
+                guard = quad_guard(stopped, index);
                 continue;
             }
         }
@@ -119,37 +112,15 @@ uint32_t Huf_dec_dequant_quadplex_armv6(int32_t *out, const MP3D_Quad_Region *qu
                 index += (31 - count) >> 3;
                 count |= 24;
             }
-            guard = quad_guard(index);
+            guard = quad_guard(stopped, index);
             // Beyond the reservoir's end no data is left (see reservoir_reader.h).
             if (count < guard) {
                 tail = 0;
                 break;
             }
         }
-        if (next == pos || next == pos + 2) {
-            if (next == pos) {
-                ++band;
-                lo = hi = unit_value(exponents, band, state);
-            }
-            if (bands[band + 1] == pos + 2) {
-                ++band;
-                hi = unit_value(exponents, band, state);
-            }
-            next = bands[band + 1];
-        }
-        const uint32_t entry = table[1 + (bits >> shift)];
-        used = static_cast<int32_t>(entry & 15u);
-        uint32_t v = bits << used;
-        // 8v + 4w + 2x + y: each non-zero member reads a sign bit and gets
-        // the signed unit value; a zero member reads nothing and gets 0.
-        const uint32_t value = entry >> 4;
-        const uint32_t m0 = value >> 3, m1 = (value >> 2) & 1u, m2 = (value >> 1) & 1u,
-                       m3 = value & 1u;
-        out[0] = signed_member(v, m0, lo);
-        out[1] = signed_member(v, m1, lo);
-        out[2] = signed_member(v, m2, hi);
-        out[3] = signed_member(v, m3, hi);
-        used += static_cast<int32_t>(m0 + m1 + m2 + m3);
+        quad_band_step(bands, exponents, pos, band, lo, hi, next, state);
+        used = quad_values(table[1 + (bits >> shift)], bits, lo, hi, out);
         lo = hi;
         pos += 4;
         bits <<= used;
