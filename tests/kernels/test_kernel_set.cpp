@@ -95,32 +95,6 @@ TEST_F(KernelSets, SynthesisHalvesMatchPortable) {
     }
 }
 
-// A long run of halves (20 granules) of audio-sized data through each set
-// and the portable one with nothing but the history carried over, in every
-// output form: the outputs agree word for word, so the history each set
-// keeps for itself holds the same slots.
-TEST_F(KernelSets, SynthesisHistoryCarriesOverManyHalves) {
-    for (const MP3D_Kernel_Set *set : sets_) {
-        for (int mode = 0; mode < 4; ++mode) {
-            SCOPED_TRACE(std::string(set->name) + " mode " + std::to_string(mode));
-            const int stride = 1 + mode % 2;
-            const int32_t no_shift = mode / 2;
-            std::mt19937 rng(99 + mode);
-            std::vector<int32_t> hist_p(768, 0), hist_v(768, 0);
-            for (int half = 0; half < 40; ++half) {
-                const std::vector<int32_t> samples = words(rng, 576, half % 8 == 7 ? 3 : 0);
-                std::vector<int32_t> pcm_p(288 * stride, 0x5a5a5a5a), pcm_v = pcm_p;
-                kPortableKernels.subband_dct9(samples.data(), half % 2, hist_p.data());
-                kPortableKernels.polyphase_window(hist_p.data(), pcm_p.data(), stride, no_shift,
-                                                  window_lf);
-                set->subband_dct9(samples.data(), half % 2, hist_v.data());
-                set->polyphase_window(hist_v.data(), pcm_v.data(), stride, no_shift, window_lf);
-                ASSERT_EQ(pcm_p, pcm_v) << "half " << half;
-            }
-        }
-    }
-}
-
 // Long-block runs of every length from every start, butterflies at every
 // boundary of the run (with the spill into the subband after it) or all but
 // the last, each current block type after each previous one (the same for
